@@ -1,0 +1,69 @@
+#include "RZFilterFunc/filter/ClassicFilter.h"
+
+ClassicFilter::ClassicFilter()
+    : m_dSampleFreq(-1.0),
+      m_dFreq1(-1.0),
+      m_dFreq2(-1.0),
+      m_dFreq3(-1.0),
+      m_dFreq4(-1.0),
+      m_nBandType(0),
+      m_nLength(1),
+      m_nRespCount(2048),
+      m_pFreqAxis(nullptr),
+      m_pAmplitude(nullptr),
+      m_pPhase(nullptr),
+      m_bStable(false) {}
+
+ClassicFilter::~ClassicFilter() {
+    ReleaseResponse();
+}
+
+void ClassicFilter::ReleaseResponse() {
+    delete[] m_pFreqAxis;
+    delete[] m_pAmplitude;
+    delete[] m_pPhase;
+    m_pFreqAxis = nullptr;
+    m_pAmplitude = nullptr;
+    m_pPhase = nullptr;
+}
+
+void ClassicFilter::ResetDesign() {
+    m_dSampleFreq = -1.0;
+    m_dFreq1 = -1.0;
+    m_dFreq2 = -1.0;
+    m_dFreq3 = -1.0;
+    m_dFreq4 = -1.0;
+    m_nBandType = 0;
+    m_nLength = 1;
+    m_nRespCount = 2048;
+    // A reset filter describes no design, so its old response goes with it.
+    ReleaseResponse();
+    m_bStable = false;
+}
+
+int ClassicFilter::DesignFIR(int /*length*/) {
+    return 0;
+}
+
+double* ClassicFilter::GetAmplitudeResponse(int* /*count*/) {
+    return nullptr;
+}
+
+double* ClassicFilter::GetPhaseResponse(int* count) {
+    if (count != nullptr) {
+        *count = m_nRespCount;
+    }
+    return nullptr;
+}
+
+double* ClassicFilter::GetNumerator() {
+    return nullptr;
+}
+
+double* ClassicFilter::GetDenominator() {
+    return nullptr;
+}
+
+int ClassicFilter::GetCoefCount() {
+    return 0;
+}

@@ -1,0 +1,8 @@
+list(APPEND RZF_SOURCES
+  RZFilterFunc/filter/AverageFilter.cpp
+  RZFilterFunc/filter/ClassicFilter.cpp)
+list(APPEND RZF_PUBLIC_HEADERS
+  RZFilterFunc/filter/AverageFilter.h
+  RZFilterFunc/filter/ClassicFilter.h
+  RZFilterFunc/filter/FilterTypes.h
+  RZFilterFunc/filter/FilterUser.h)

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <memory>
+
+#include <RZFilterFunc/RZFilterFunc_export.h>
+
+// Per-sample FIR/IIR engine with its own history, for streams fed in blocks.
+// Copies share the coefficient and state arrays (ownership is shared, so
+// either copy may be destroyed first).
+class RZFILTERFUNC_EXPORT CFilter {
+public:
+    CFilter();
+    CFilter(const CFilter& other);
+    CFilter& operator=(const CFilter& other);
+    ~CFilter();
+
+    // Kaiser FIR design from a normalised transition width (1.0 = Nyquist).
+    // taps receives a new array (caller frees with delete[]); returns its size.
+    static int DesignFilter(double*& taps, float fs, int bandType, float f1, float f2,
+                            int attenuationDb, double transition);
+    // Kaiser FIR design from four edges (pass, stop, stop, pass); returns 0 and
+    // leaves taps null when the edges are in the wrong order.
+    static int DesignFilter(double*& taps, float fs, int bandType, float f1, float f2, float f3,
+                            float f4, int attenuationDb);
+
+    void SetFIRCoief(int count, double* taps);
+    void SetIIRCoief(int count, double* a, double* b);
+    void Reset();
+    bool IsPrePare() const;
+    bool IsIIRFilter() const;
+    int GetDelCount() const;
+    void SetDelCount(int n);
+
+    float FilterFIRData(float x);
+    float FilterIIRData(float x);
+    bool FilterData(float* data, int count, int stride, int offset);
+    bool FilterData(short* data, int count, int stride, int offset);
+    bool FilterData(int* data, int count, int stride, int offset);
+
+    bool m_bPrepared;
+    bool m_bResetPending;
+    bool m_bIIR;
+    int m_nDelCount;
+    int m_nCoefCount;
+    double* m_pCoefA;
+    double* m_pCoefB;
+    double* m_pState;
+    double m_dLastOutput;
+    int m_nIndex;
+
+private:
+    std::shared_ptr<double[]> m_coefAOwner;
+    std::shared_ptr<double[]> m_coefBOwner;
+    std::shared_ptr<double[]> m_stateOwner;
+};

@@ -1,0 +1,6 @@
+list(APPEND RZF_SOURCES)
+list(APPEND RZF_PUBLIC_HEADERS
+  RZFilterFunc/fir/CFilter.h
+  RZFilterFunc/fir/CKaiserFilter.h
+  RZFilterFunc/fir/FIRFilter.h
+  RZFilterFunc/fir/WindowsFilter.h)

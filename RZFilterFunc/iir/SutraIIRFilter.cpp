@@ -1,0 +1,3 @@
+#include "RZFilterFunc/iir/SutraIIRFilter.h"
+
+SutraIIRFilter::SutraIIRFilter() = default;

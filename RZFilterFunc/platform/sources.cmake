@@ -1,0 +1,6 @@
+list(APPEND RZF_SOURCES
+  RZFilterFunc/platform/HardWareConfig.cpp
+  RZFilterFunc/platform/RZPlatForm.cpp)
+list(APPEND RZF_PUBLIC_HEADERS
+  RZFilterFunc/platform/HardWareConfig.h
+  RZFilterFunc/platform/RZPlatForm.h)

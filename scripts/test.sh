@@ -1,0 +1,21 @@
+#!/usr/bin/env bash
+# Builds and runs every test: a normal build with warnings as errors, then the
+# same tests under AddressSanitizer and UndefinedBehaviorSanitizer.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+./scripts/install-deps.sh
+jobs=$(nproc 2>/dev/null || echo 2)
+
+cmake -S . -B build/test -DCMAKE_BUILD_TYPE=RelWithDebInfo -DRZF_WARNINGS_AS_ERRORS=ON \
+  -DRZF_BUILD_BENCH=ON
+cmake --build build/test -j "$jobs"
+ctest --test-dir build/test --output-on-failure -j "$jobs"
+
+if [ "${RZF_SKIP_SANITIZERS:-0}" != "1" ]; then
+  cmake -S . -B build/sanitize -DCMAKE_BUILD_TYPE=Debug -DRZF_WARNINGS_AS_ERRORS=ON \
+    -DRZF_SANITIZE=address,undefined
+  cmake --build build/sanitize -j "$jobs"
+  ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+    ctest --test-dir build/sanitize --output-on-failure -j "$jobs"
+fi

@@ -1,0 +1,32 @@
+# Script run by CTest: install, build a consumer, run it.
+file(REMOVE_RECURSE ${WORK_DIR})
+set(prefix ${WORK_DIR}/prefix)
+
+function(run)
+  execute_process(COMMAND ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  if(NOT rc EQUAL 0)
+    message(FATAL_ERROR "command failed (${rc}): ${ARGN}\n${out}\n${err}")
+  endif()
+  message(STATUS "${out}")
+endfunction()
+
+if(CONFIG)
+  run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix} --config ${CONFIG})
+else()
+  run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
+endif()
+foreach(f IN ITEMS include/RZFilterFunc/RZFilterFunc.h include/RZFilterFunc/RZFilterFunc_export.h)
+  if(NOT EXISTS ${prefix}/${f})
+    message(FATAL_ERROR "missing after install: ${f}")
+  endif()
+endforeach()
+file(GLOB_RECURSE pcfiles ${prefix}/*/pkgconfig/RZFilterFunc.pc)
+if(NOT pcfiles)
+  message(FATAL_ERROR "pkg-config file not installed")
+endif()
+
+run(${CMAKE_COMMAND} -S ${CONSUMER_SOURCE} -B ${WORK_DIR}/consumer -G ${GENERATOR}
+    -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_BUILD_TYPE=Release "-DCMAKE_CXX_FLAGS=${CXX_FLAGS}")
+run(${CMAKE_COMMAND} --build ${WORK_DIR}/consumer)
+find_program(consumer consumer PATHS ${WORK_DIR}/consumer ${WORK_DIR}/consumer/Release NO_DEFAULT_PATH)
+run(${consumer})
