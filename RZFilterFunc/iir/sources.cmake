@@ -1,5 +1,10 @@
 list(APPEND RZF_SOURCES
-)
+  RZFilterFunc/iir/ButwcfFilter.cpp
+  RZFilterFunc/iir/ChebshFilter.cpp
+  RZFilterFunc/iir/ChebyiFilter.cpp
+  RZFilterFunc/iir/ChebyiiFilter.cpp
+  RZFilterFunc/iir/IIRFilter.cpp
+  RZFilterFunc/iir/SutraIIRFilter.cpp)
 list(APPEND RZF_PUBLIC_HEADERS
   RZFilterFunc/iir/ButwcfFilter.h
   RZFilterFunc/iir/ChebshFilter.h
