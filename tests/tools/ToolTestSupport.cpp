@@ -1,0 +1,122 @@
+#include "ToolTestSupport.h"
+
+#include <sys/wait.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace tooltest {
+
+namespace fs = std::filesystem;
+
+std::string FreshDir(const std::string& name) {
+    const fs::path dir = fs::path(RZF_TOOL_WORK_DIR) / name;
+    fs::remove_all(dir);
+    fs::create_directories(dir);
+    return dir.string();
+}
+
+namespace {
+
+std::string Quote(const std::string& s) {
+    std::string q = "'";
+    for (char c : s) {
+        if (c == '\'') {
+            q += "'\\''";
+        } else {
+            q += c;
+        }
+    }
+    return q + "'";
+}
+
+}  // namespace
+
+RunResult RunTool(const std::vector<std::string>& args, const std::string& dir) {
+    const std::string outPath = dir + "/.stdout";
+    const std::string errPath = dir + "/.stderr";
+    std::string cmd = "cd " + Quote(dir) + " && " + Quote(RZF_TOOL_PATH);
+    for (const std::string& a : args) {
+        cmd += " " + Quote(a);
+    }
+    cmd += " >" + Quote(outPath) + " 2>" + Quote(errPath) + " </dev/null";
+    const int status = std::system(cmd.c_str());
+    RunResult r;
+    r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    r.out = ReadFile(outPath);
+    r.err = ReadFile(errPath);
+    fs::remove(outPath);
+    fs::remove(errPath);
+    return r;
+}
+
+std::string ReadFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+void WriteFile(const std::string& path, const std::string& bytes) {
+    std::ofstream out(path, std::ios::binary);
+    out << bytes;
+}
+
+bool Exists(const std::string& path) {
+    return fs::exists(path);
+}
+
+std::vector<std::string> ListDir(const std::string& dir) {
+    std::vector<std::string> names;
+    for (const auto& e : fs::directory_iterator(dir)) {
+        if (e.is_regular_file()) {
+            names.push_back(e.path().filename().string());
+        }
+    }
+    return names;
+}
+
+std::vector<std::vector<double>> ReadCsv(const std::string& path) {
+    std::vector<std::vector<double>> rows;
+    std::istringstream in(ReadFile(path));
+    std::string line;
+    while (std::getline(in, line)) {
+        if (line.empty()) {
+            continue;
+        }
+        std::vector<double> row;
+        std::istringstream fields(line);
+        std::string f;
+        bool numeric = true;
+        while (std::getline(fields, f, ',')) {
+            char* end = nullptr;
+            const double v = std::strtod(f.c_str(), &end);
+            numeric = numeric && end != f.c_str() && *end == '\0';
+            row.push_back(v);
+        }
+        if (numeric) {
+            rows.push_back(row);
+        }
+    }
+    return rows;
+}
+
+std::vector<float> TestSignal(int channels, int frames, double amplitude) {
+    std::vector<float> s(static_cast<size_t>(channels) * static_cast<size_t>(frames));
+    std::uint32_t seed = 12345u;
+    for (int i = 0; i < frames; ++i) {
+        for (int c = 0; c < channels; ++c) {
+            seed = seed * 1664525u + 1013904223u;
+            const double noise = (static_cast<double>(seed >> 8) / 16777216.0 - 0.5) * 0.3;
+            const double tone = std::sin(0.05 * (c + 1) * i) + 0.5 * std::sin(1.3 * i + c);
+            s[static_cast<size_t>(i) * channels + c] =
+                static_cast<float>(amplitude * (tone + noise));
+        }
+    }
+    return s;
+}
+
+}  // namespace tooltest

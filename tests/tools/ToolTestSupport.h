@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <RZFilterFunc/RZFilterFunc.h>
+
+namespace tooltest {
+
+struct RunResult {
+    int exitCode;
+    std::string out;
+    std::string err;
+};
+
+// A fresh, empty directory for one test.
+std::string FreshDir(const std::string& name);
+// Runs the tool with the given arguments (each quoted for the shell).
+RunResult RunTool(const std::vector<std::string>& args, const std::string& dir);
+
+std::string ReadFile(const std::string& path);
+void WriteFile(const std::string& path, const std::string& bytes);
+bool Exists(const std::string& path);
+// Names of the files in dir (no directories).
+std::vector<std::string> ListDir(const std::string& dir);
+
+// Numbers of a CSV file, row by row (a header line is skipped).
+std::vector<std::vector<double>> ReadCsv(const std::string& path);
+
+template <typename T>
+std::string ToBytes(const std::vector<T>& v) {
+    return std::string(reinterpret_cast<const char*>(v.data()), v.size() * sizeof(T));
+}
+
+// Deterministic test signal: a few tones plus a pseudo-random part.
+std::vector<float> TestSignal(int channels, int frames, double amplitude);
+
+}  // namespace tooltest
