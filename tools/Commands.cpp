@@ -36,11 +36,11 @@ void AddSpecOptions(CLI::App* app, DesignArgs& a, bool withMethod) {
         app->add_option("-m,--method", a.method,
                         "butterworth, cheby1, cheby2, window, average or kaiser")
             ->transform(CLI::CheckedTransformer(kMethods, CLI::ignore_case))
-            ->capture_default_str();
+            ->option_text("METHOD (default butterworth)");
     }
     app->add_option("-b,--band", a.spec.band, "lowpass, highpass, bandpass or bandstop")
         ->transform(CLI::CheckedTransformer(kBands, CLI::ignore_case))
-        ->capture_default_str();
+        ->option_text("BAND (default lowpass)");
     app->add_option("--fs", a.spec.fs, "sampling frequency (Hz)")->capture_default_str();
     app->add_option("--f1", a.spec.f1, "lowest band edge (Hz)")->capture_default_str();
     app->add_option("--f2", a.spec.f2, "second band edge (Hz)")->capture_default_str();
@@ -55,7 +55,7 @@ void AddSpecOptions(CLI::App* app, DesignArgs& a, bool withMethod) {
     app->add_option("-w,--window", a.spec.window,
                     "window of the window FIR: rect, hann, hamming, triangular, blackman")
         ->transform(CLI::CheckedTransformer(kWindows, CLI::ignore_case))
-        ->capture_default_str();
+        ->option_text("WINDOW (default rect)");
 }
 
 void AddKaiserOptions(CLI::App* app, DesignArgs& a) {

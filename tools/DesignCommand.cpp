@@ -273,14 +273,16 @@ nlohmann::json OutcomeJson(const DesignSpec& spec, const DesignOutcome& o,
                          {"axis_max_frequency_hz", o.response.axisMaxFreq},
                          {"axis_min_amplitude_db", o.response.axisMinDb}};
         nlohmann::json fj = nlohmann::json::object();
-        if (!files.csv.empty()) {
-            fj["csv"] = files.csv;
-        }
-        if (!files.svg.empty()) {
-            fj["svg"] = files.svg;
-        }
-        if (!files.png.empty()) {
-            fj["png"] = files.png;
+        // Files are written only when there is a response to show.
+        if (!o.response.freq.empty()) {
+            for (const auto& [key, path] :
+                 {std::pair<const char*, const std::string*>{"csv", &files.csv},
+                  {"svg", &files.svg},
+                  {"png", &files.png}}) {
+                if (!path->empty()) {
+                    fj[key] = *path;
+                }
+            }
         }
         j["files"] = fj;
     }

@@ -48,8 +48,10 @@ Axis PaddedRange(double lo, double hi) {
     if (hi - lo < 1e-9) {
         return {lo - 1.0, hi + 1.0};
     }
-    const double step = NiceStep(hi - lo, 6);
-    return {std::floor(lo / step) * step, std::ceil(hi / step) * step};
+    // A margin keeps flat stretches (a square wave's tops) off the frame.
+    const double margin = 0.04 * (hi - lo);
+    const double step = NiceStep(hi - lo + 2.0 * margin, 6);
+    return {std::floor((lo - margin) / step) * step, std::ceil((hi + margin) / step) * step};
 }
 
 std::string Label(double v) {
