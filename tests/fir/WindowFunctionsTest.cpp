@@ -83,6 +83,7 @@ TEST(WindowFunctions, ExponentialTaperFallsByDecades) {
     EXPECT_FALSE(rzf::MakeWindow(untouched.data(), 10, 6, 0.2, 0.7, 0.0, -3.0));
     EXPECT_FALSE(rzf::MakeWindow(untouched.data(), 10, 6, 0.0, 1.5, 1.0, -3.0));
     EXPECT_FALSE(rzf::MakeWindow(untouched.data(), 10, 7, -0.5, 1.0, 1.0, -3.0));
+    EXPECT_FALSE(rzf::MakeWindow(untouched.data(), 10, 7, std::nan(""), 1.0, 1.0, -3.0));
     for (float v : untouched) {
         EXPECT_EQ(v, kSentinel);
     }
