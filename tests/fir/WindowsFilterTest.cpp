@@ -12,7 +12,7 @@ namespace {
 
 const double kPi = 3.14159265358979323846;
 
-void Specify(WindowsFilter& f, int band, double fs, double f1, double f2, int window) {
+void Describe(WindowsFilter& f, int band, double fs, double f1, double f2, int window) {
     f.m_nBandType = band;
     f.m_dSampleFreq = fs;
     f.m_dFreq1 = f1;
@@ -28,7 +28,7 @@ std::vector<double> Taps(WindowsFilter& f) {
 
 TEST(WindowsFilter, RectangularLowPassWorkedExample) {
     WindowsFilter f;
-    Specify(f, 1, 1000.0, 100.0, -1.0, 0);
+    Describe(f, 1, 1000.0, 100.0, -1.0, 0);
     ASSERT_EQ(f.DesignFIR(21), 0);
     ASSERT_EQ(f.m_nLength, 21);
     EXPECT_DOUBLE_EQ(f.m_dFreq1, 0.2);  // normalised to Nyquist
@@ -44,7 +44,7 @@ TEST(WindowsFilter, TapCountIsAlwaysOdd) {
     const int lengths[][2] = {{50, 51}, {51, 51}, {0, 1}, {2, 3}};
     for (const auto& l : lengths) {
         WindowsFilter f;
-        Specify(f, 2, 1000.0, 200.0, -1.0, 2);
+        Describe(f, 2, 1000.0, 200.0, -1.0, 2);
         ASSERT_EQ(f.DesignFIR(l[0]), 0);
         EXPECT_EQ(f.m_nLength, l[1]) << l[0];
     }
@@ -60,7 +60,7 @@ TEST(WindowsFilter, BadSpecificationChangesNothing) {
                  {5, 1000, 100, 300, 21}, {1, 1000, 100, 300, -3}};
     for (const auto& c : cases) {
         WindowsFilter f;
-        Specify(f, c.band, c.fs, c.f1, c.f2, 0);
+        Describe(f, c.band, c.fs, c.f1, c.f2, 0);
         EXPECT_EQ(f.DesignFIR(c.length), -1) << c.band << " " << c.f1 << " " << c.f2;
         EXPECT_EQ(f.m_pCoef, nullptr);
         EXPECT_EQ(f.m_nLength, 1);
@@ -72,12 +72,12 @@ TEST(WindowsFilter, BadSpecificationChangesNothing) {
 TEST(WindowsFilter, OneTapWindows) {
     for (int code : {2, 3, 5, 8}) {
         WindowsFilter f;
-        Specify(f, 1, 1000.0, 100.0, -1.0, code);
+        Describe(f, 1, 1000.0, 100.0, -1.0, code);
         ASSERT_EQ(f.DesignFIR(1), 0);
         EXPECT_TRUE(std::isnan(f.m_pCoef[0])) << code;
     }
     WindowsFilter hannOpen;
-    Specify(hannOpen, 1, 1000.0, 100.0, -1.0, 1);
+    Describe(hannOpen, 1, 1000.0, 100.0, -1.0, 1);
     ASSERT_EQ(hannOpen.DesignFIR(1), 0);
     EXPECT_DOUBLE_EQ(hannOpen.m_pCoef[0], 0.2);  // window value 1.0 times w1
 }
@@ -85,11 +85,11 @@ TEST(WindowsFilter, OneTapWindows) {
 TEST(WindowsFilter, ParameterisedCodesDesignRectangular) {
     for (int band = 1; band <= 4; ++band) {
         WindowsFilter plain;
-        Specify(plain, band, 1000.0, 120.0, 310.0, 0);
+        Describe(plain, band, 1000.0, 120.0, 310.0, 0);
         ASSERT_EQ(plain.DesignFIR(33), 0);
         for (int code : {6, 7, 9}) {
             WindowsFilter f;
-            Specify(f, band, 1000.0, 120.0, 310.0, code);
+            Describe(f, band, 1000.0, 120.0, 310.0, code);
             ASSERT_EQ(f.DesignFIR(33), 0);
             EXPECT_EQ(Taps(f), Taps(plain)) << band << " " << code;
         }
@@ -106,7 +106,7 @@ TEST(WindowsFilter, DesignsMatchScipyFirwin) {
         const int length = static_cast<int>(row[5]);
         ASSERT_EQ(row.size(), static_cast<size_t>(length) + 6);
         WindowsFilter f;
-        Specify(f, band, row[2], row[3], row[4], code);
+        Describe(f, band, row[2], row[3], row[4], code);
         ASSERT_EQ(f.DesignFIR(length), 0);
         ASSERT_EQ(f.m_nLength, length);
         for (int k = 0; k < length; ++k) {
@@ -119,10 +119,10 @@ TEST(WindowsFilter, DesignsMatchScipyFirwin) {
 
 TEST(WindowsFilter, RepeatedDesignReplacesTaps) {
     WindowsFilter f;
-    Specify(f, 3, 1000.0, 100.0, 200.0, 2);
+    Describe(f, 3, 1000.0, 100.0, 200.0, 2);
     ASSERT_EQ(f.DesignFIR(41), 0);
     const std::vector<double> first = Taps(f);
-    Specify(f, 3, 1000.0, 100.0, 200.0, 2);  // edges reloaded in Hz
+    Describe(f, 3, 1000.0, 100.0, 200.0, 2);  // edges reloaded in Hz
     ASSERT_EQ(f.DesignFIR(41), 0);
     EXPECT_EQ(Taps(f), first);
 }
@@ -136,7 +136,7 @@ TEST(WindowsFilter, ResponseMatchesScipyFreqz) {
         const int points = static_cast<int>(row[6]);
         ASSERT_EQ(row.size(), 7u + 2u * points);
         WindowsFilter f;
-        Specify(f, static_cast<int>(row[0]), row[2], row[3], row[4], static_cast<int>(row[1]));
+        Describe(f, static_cast<int>(row[0]), row[2], row[3], row[4], static_cast<int>(row[1]));
         ASSERT_EQ(f.DesignFIR(static_cast<int>(row[5])), 0);
         int count = -1;
         const double* amp = f.GetAmplitudeResponse(&count);
