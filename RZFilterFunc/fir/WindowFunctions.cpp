@@ -48,14 +48,14 @@ bool MakeTriangularWindow(float* out, int n) {
     if (n % 2 != 0) {
         const float den = static_cast<float>(static_cast<std::int64_t>(n) + 1);
         for (int k = 0; k <= (n - 1) / 2; ++k) {
-            const float v = 2.0f * static_cast<float>(k + 1) / den;
+            const float v = static_cast<float>(2 * (static_cast<std::int64_t>(k) + 1)) / den;
             out[k] = v;
             out[n - 1 - k] = v;
         }
     } else {
         const float den = static_cast<float>(n);
         for (int k = 0; k < n / 2; ++k) {
-            const float v = (2.0f * static_cast<float>(k) + 1.0f) / den;
+            const float v = static_cast<float>(2 * static_cast<std::int64_t>(k) + 1) / den;
             out[k] = v;
             out[n - 1 - k] = v;
         }
