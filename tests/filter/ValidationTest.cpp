@@ -17,7 +17,7 @@ struct Case {
     int band;
     double fs, f1, f2, f3, f4, ripple, atten;
     bool flag;
-    const char* expect;  // message key, "" when the specification passes
+    const char* expect;  // message key, "" when the parameters pass
     std::size_t bytes;   // byte length of the GBK message
 };
 
@@ -125,7 +125,7 @@ TEST(Validation, EveryCheckInOrderWithItsMessage) {
     }
 }
 
-TEST(Validation, RefusedSpecificationLeavesTheDesignerUsable) {
+TEST(Validation, RefusedParametersLeaveTheDesignerUsable) {
     TraceCapture trace;
     FilterUser user;
     user.setFilterParameter(BAND_LOWPASS, DM_AVERAGE, 300.0, 0, 0, 0, 512.0, 4, 0, 0, 0);
