@@ -223,9 +223,25 @@ void PrintCoefficients(const char* label, const std::vector<double>& values) {
 std::string SpecLine(const DesignSpec& spec) {
     char buf[512];
     std::string line = MethodName(spec) + " " + BandName(spec.band);
-    std::snprintf(buf, sizeof buf, ", fs %g Hz, edges %g / %g / %g / %g Hz", spec.fs, spec.f1,
-                  spec.f2, spec.f3, spec.f4);
+    // Only the edges the design reads.
+    const bool band = spec.band >= BAND_BANDPASS;
+    int edges = band ? 4 : 2;
+    if (spec.kaiser && spec.transition > 0.0) {
+        edges = band ? 2 : 1;
+    } else if (!spec.kaiser && spec.method == DM_WINDOW_FIR) {
+        edges = band ? 2 : 1;
+    } else if (!spec.kaiser && spec.method == DM_AVERAGE) {
+        edges = 1;
+    }
+    const double f[4] = {spec.f1, spec.f2, spec.f3, spec.f4};
+    std::snprintf(buf, sizeof buf, ", fs %g Hz, %s %g", spec.fs, edges == 1 ? "edge" : "edges",
+                  f[0]);
     line += buf;
+    for (int i = 1; i < edges; ++i) {
+        std::snprintf(buf, sizeof buf, " / %g", f[i]);
+        line += buf;
+    }
+    line += " Hz";
     if (spec.kaiser) {
         std::snprintf(buf, sizeof buf, ", attenuation %d dB", static_cast<int>(spec.atten));
         line += buf;
