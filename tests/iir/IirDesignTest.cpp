@@ -1,0 +1,395 @@
+#include <gtest/gtest.h>
+
+#include <RZFilterFunc/filter/FilterMessages.h>
+#include <RZFilterFunc/iir/ButwcfFilter.h>
+#include <RZFilterFunc/iir/ChebyiFilter.h>
+#include <RZFilterFunc/iir/ChebyiiFilter.h>
+
+#include <cmath>
+#include <complex>
+#include <string>
+
+namespace {
+
+void SetSpec(IIRFilter& f, int band, double fs, double f1, double f2, double f3, double f4,
+             double ap, double as) {
+    f.m_nBandType = band;
+    f.m_dSampleFreq = fs;
+    f.m_dFreq1 = f1;
+    f.m_dFreq2 = f2;
+    f.m_dFreq3 = f3;
+    f.m_dFreq4 = f4;
+    f.m_dPassRipple = ap;
+    f.m_dStopAtten = as;
+}
+
+// Designs whose order estimate is forced, to exercise truncation and bounds.
+template <class Base>
+class ForcedEstimate : public Base {
+public:
+    explicit ForcedEstimate(double v) : m_dValue(v) {}
+    double EstimateOrder(double, double, double) override { return m_dValue; }
+    double m_dValue;
+};
+
+const std::string kOrderMessage = rzf::msg::Text(rzf::msg::kOrderTooLarge);
+
+template <class F>
+int DesignForced(double estimate, int band, F** out = nullptr) {
+    static ForcedEstimate<F>* keep = nullptr;
+    delete keep;
+    keep = new ForcedEstimate<F>(estimate);
+    SetSpec(*keep, band, 1000.0, 100.0, 150.0, 250.0, 300.0, 1.0, 40.0);
+    keep->m_bStable = true;
+    const int rc = keep->DesignIIR();
+    if (out != nullptr) {
+        *out = keep;
+    }
+    return rc;
+}
+
+}  // namespace
+
+TEST(ButterworthSection, PrototypeSectionsOfOrderThreeAndFour) {
+    double n[10];
+    double d[10];
+    ASSERT_EQ(ButwcfFilter::ButterworthSection(3, 1, n, d), 0);
+    EXPECT_EQ(n[0], 1.0);
+    EXPECT_EQ(d[0], 1.0);
+    EXPECT_NEAR(d[1], 1.0, 1e-15);  // s^2 + s + 1
+    EXPECT_EQ(d[2], 1.0);
+    EXPECT_EQ(d[3], 0.0);
+    ASSERT_EQ(ButwcfFilter::ButterworthSection(3, 2, n, d), 0);
+    EXPECT_EQ(d[0], 1.0);  // s + 1
+    EXPECT_EQ(d[1], 1.0);
+    EXPECT_EQ(d[2], 0.0);
+
+    ASSERT_EQ(ButwcfFilter::ButterworthSection(4, 1, n, d), 0);
+    EXPECT_NEAR(d[1], 0.765367, 1e-6);
+    EXPECT_NEAR(d[1], 2.0 * std::sin(M_PI / 8.0), 1e-15);
+    ASSERT_EQ(ButwcfFilter::ButterworthSection(4, 2, n, d), 0);
+    EXPECT_NEAR(d[1], 1.847759, 1e-6);
+    EXPECT_NEAR(d[1], 2.0 * std::sin(3.0 * M_PI / 8.0), 1e-15);
+
+    EXPECT_EQ(ButwcfFilter::ButterworthSection(4, 0, n, d), 2);
+    EXPECT_EQ(ButwcfFilter::ButterworthSection(4, 3, n, d), 2);
+    EXPECT_EQ(ButwcfFilter::ButterworthSection(0, 1, n, d), 2);
+}
+
+TEST(ButwcfFilter, LowPassWorkedExample) {
+    ButwcfFilter f;
+    SetSpec(f, 1, 1000.0, 100.0, 200.0, 300.0, 400.0, 0.3, 40.0);
+    const double x1 = std::pow(10.0, 0.03) - 1.0;
+    const double x2 = std::pow(10.0, 4.0) - 1.0;
+    const double k = std::tan(0.1 * M_PI) / std::tan(0.2 * M_PI);
+    EXPECT_NEAR(f.EstimateOrder(x1, x2, k), 8.26, 0.01);
+    ASSERT_EQ(f.DesignIIR(), 8);
+    EXPECT_EQ(f.m_nFilterOrder, 8);
+    EXPECT_EQ(f.m_pDenominator[0], 1.0);
+    EXPECT_NE(f.m_pDenominator[8], 0.0);
+    for (int j = 9; j < 200; ++j) {
+        ASSERT_EQ(f.m_pDenominator[j], 0.0);
+        ASSERT_EQ(f.m_pNumerator[j], 0.0);
+    }
+    // Unit gain at DC, and the Butterworth -3 dB point at the pass edge.
+    double sb = 0.0;
+    double sa = 0.0;
+    for (int j = 0; j <= 8; ++j) {
+        sb += f.m_pNumerator[j];
+        sa += f.m_pDenominator[j];
+    }
+    EXPECT_NEAR(sb / sa, 1.0, 1e-10);
+    std::complex<double> b = 0.0;
+    std::complex<double> a = 0.0;
+    for (int j = 0; j <= 8; ++j) {
+        b += f.m_pNumerator[j] * std::polar(1.0, -j * 0.2 * M_PI);
+        a += f.m_pDenominator[j] * std::polar(1.0, -j * 0.2 * M_PI);
+    }
+    EXPECT_NEAR(std::abs(b / a), std::sqrt(0.5), 1e-10);
+    EXPECT_EQ(f.m_nLength, 1);  // the Butterworth design leaves it alone
+    EXPECT_EQ(f.GetCoefCount(), 200);
+}
+
+TEST(ButwcfFilter, NyquistMarginRefusesSilently) {
+    ButwcfFilter f;
+    SetSpec(f, 1, 1000.0, 100.0, 400.0, 450.0, 460.0, 0.3, 40.0);
+    f.m_bStable = true;
+    EXPECT_EQ(f.DesignIIR(), -1);
+    EXPECT_TRUE(f.m_bStable);
+    EXPECT_TRUE(f.m_strError.empty());
+    EXPECT_EQ(f.m_pNumerator, nullptr);
+    EXPECT_EQ(f.m_dFreq2, 400.0);
+
+    ButwcfFilter bs;
+    SetSpec(bs, 4, 1000.0, 100.0, 150.0, 250.0, 391.0, 0.3, 40.0);
+    EXPECT_EQ(bs.DesignIIR(), -1);
+    EXPECT_TRUE(bs.m_strError.empty());
+
+    // Equality passes: 1000 / 2.56 = 390.625 (tan edges give an estimate of 3.6).
+    ButwcfFilter edge;
+    SetSpec(edge, 1, 1000.0, 100.0, 390.625, 400.0, 450.0, 0.3, 40.0);
+    EXPECT_EQ(edge.DesignIIR(), 3);
+    EXPECT_EQ(edge.m_pDenominator[3] != 0.0, true);
+    EXPECT_EQ(edge.m_pDenominator[4], 0.0);  // padded top of the first-order section
+}
+
+TEST(ButwcfFilter, EdgeRewrites) {
+    ButwcfFilter hp;
+    SetSpec(hp, 2, 1000.0, 100.0, 200.0, 300.0, 400.0, 0.5, 40.0);
+    EXPECT_EQ(hp.DesignIIR(), 7);
+    EXPECT_EQ(hp.m_dFreq1, 200.0);
+    EXPECT_EQ(hp.m_dFreq2, 0.0);
+    EXPECT_EQ(hp.m_dFreq3, 300.0);
+
+    ButwcfFilter bp;
+    SetSpec(bp, 3, 1000.0, 100.0, 150.0, 250.0, 300.0, 1.0, 40.0);
+    EXPECT_EQ(bp.DesignIIR(), 16);
+    EXPECT_EQ(bp.m_dFreq1, 150.0);
+    EXPECT_EQ(bp.m_dFreq2, 250.0);
+    EXPECT_EQ(bp.m_dFreq4, 300.0);
+
+    ButwcfFilter bs;
+    SetSpec(bs, 4, 1000.0, 100.0, 150.0, 250.0, 300.0, 1.0, 30.0);
+    EXPECT_EQ(bs.DesignIIR(), 14);
+    EXPECT_EQ(bs.m_dFreq1, 100.0);
+    EXPECT_EQ(bs.m_dFreq2, 300.0);
+    EXPECT_EQ(bs.m_dFreq3, 250.0);
+    EXPECT_EQ(bs.m_dFreq4, 300.0);
+}
+
+TEST(IirDesign, EstimateTruncationAndOrderBounds) {
+    EXPECT_EQ(DesignForced<ButwcfFilter>(3.95, 1), 3);  // 3.05 + 0.9
+    EXPECT_EQ(DesignForced<ButwcfFilter>(4.05, 1), 4);  // 3.15 + 0.9
+    EXPECT_EQ(DesignForced<ButwcfFilter>(10.99, 2), 10);
+    EXPECT_EQ(DesignForced<ButwcfFilter>(15.5, 3), 30);
+    EXPECT_EQ(DesignForced<ButwcfFilter>(11.0, 3), 22);
+
+    ButwcfFilter* b = nullptr;
+    EXPECT_EQ(DesignForced<ButwcfFilter>(11.0, 1, &b), -1);
+    EXPECT_FALSE(b->m_bStable);
+    EXPECT_EQ(b->m_strError, kOrderMessage);
+    EXPECT_EQ(b->m_strError.size(), 28u);
+    EXPECT_EQ(b->m_pNumerator, nullptr);
+    EXPECT_EQ(DesignForced<ButwcfFilter>(2.99, 1), -1);
+    EXPECT_EQ(DesignForced<ButwcfFilter>(16.0, 4), -1);
+    // A NaN or huge estimate lands outside the bounds.
+    EXPECT_EQ(DesignForced<ButwcfFilter>(NAN, 1, &b), -1);
+    EXPECT_EQ(b->m_strError, kOrderMessage);
+    EXPECT_EQ(DesignForced<ButwcfFilter>(1e300, 3), -1);
+    EXPECT_EQ(DesignForced<ButwcfFilter>(-1e300, 3), -1);
+
+    ChebyiFilter* c = nullptr;
+    EXPECT_EQ(DesignForced<ChebyiFilter>(5.5, 1, &c), 6);
+    EXPECT_EQ(c->m_nLength, 7);
+    EXPECT_EQ(DesignForced<ChebyiFilter>(12.0, 3, &c), 24);
+    EXPECT_EQ(c->m_nLength, 25);
+    EXPECT_EQ(DesignForced<ChebyiFilter>(5.0, 3), 12);
+    EXPECT_EQ(DesignForced<ChebyiFilter>(13.0, 3, &c), -1);
+    EXPECT_EQ(c->m_strError, kOrderMessage);
+    EXPECT_EQ(c->m_nLength, 1);
+    EXPECT_EQ(DesignForced<ChebyiiFilter>(13.0, 4), -1);
+    EXPECT_EQ(DesignForced<ChebyiiFilter>(11.0, 2), -1);
+    EXPECT_EQ(DesignForced<ChebyiiFilter>(7.0, 2), 8);
+    DesignForced<ChebyiiFilter>(3.0, 1);
+    DesignForced<ChebyiFilter>(3.0, 1);
+    DesignForced<ButwcfFilter>(3.0, 1);  // releases the last kept filter
+}
+
+TEST(IirDesign, BadBandTypesAndEdgesAreRefused) {
+    for (int band : {0, 5, -3, 1000}) {
+        ButwcfFilter b;
+        SetSpec(b, band, 1000.0, 100.0, 150.0, 250.0, 300.0, 1.0, 40.0);
+        b.m_bStable = true;
+        EXPECT_EQ(b.DesignIIR(), -1) << band;
+        EXPECT_FALSE(b.m_bStable);
+        EXPECT_EQ(b.m_strError, kOrderMessage);
+        EXPECT_EQ(b.m_dFreq1, 100.0);
+        ChebyiiFilter c;
+        SetSpec(c, band, 1000.0, 100.0, 150.0, 250.0, 300.0, 1.0, 40.0);
+        EXPECT_EQ(c.DesignIIR(), -1) << band;
+        EXPECT_EQ(c.m_strError, kOrderMessage);
+    }
+    const double nan = NAN;
+    for (int band = 1; band <= 4; ++band) {
+        for (int which = 0; which < 6; ++which) {
+            double v[6] = {1000.0, 100.0, 150.0, 250.0, 300.0, 1.0};
+            for (double bad : {0.0, nan}) {
+                v[which] = bad;
+                ButwcfFilter b;
+                SetSpec(b, band, v[0], v[1], v[2], v[3], v[4], v[5], 40.0);
+                const int rb = b.DesignIIR();
+                ChebyiFilter c1;
+                SetSpec(c1, band, v[0], v[1], v[2], v[3], v[4], v[5], 40.0);
+                const int r1 = c1.DesignIIR();
+                ChebyiiFilter c2;
+                SetSpec(c2, band, v[0], v[1], v[2], v[3], v[4], v[5], 40.0);
+                const int r2 = c2.DesignIIR();
+                // Either refused, or a design of the stated order whose
+                // denominator starts at 1.
+                for (IIRFilter* f : {static_cast<IIRFilter*>(&b), static_cast<IIRFilter*>(&c1),
+                                     static_cast<IIRFilter*>(&c2)}) {
+                    const int r = (f == &b) ? rb : (f == &c1) ? r1 : r2;
+                    if (r > 0) {
+                        EXPECT_EQ(r, f->m_nFilterOrder);
+                        int count = 0;
+                        f->GetAmplitudeResponse(&count);
+                        EXPECT_EQ(count, 2048);
+                    } else {
+                        EXPECT_EQ(r, -1);
+                    }
+                }
+            }
+        }
+    }
+}
+
+TEST(ChebyshevDesign, LowPassWorkedExampleKeepsEdges) {
+    ChebyiFilter f;
+    SetSpec(f, 1, 1000.0, 100.0, 200.0, 300.0, 400.0, 0.3, 40.0);
+    const double x1 = std::pow(10.0, 0.03) - 1.0;
+    const double x2 = std::pow(10.0, 4.0) - 1.0;
+    const double k = std::tan(0.1 * M_PI) / std::tan(0.2 * M_PI);
+    EXPECT_NEAR(f.EstimateOrder(x1, x2, k),
+                std::acosh(std::sqrt(x2 / x1)) / std::acosh(1 / k) + 0.9, 1e-12);
+    EXPECT_NEAR(f.EstimateOrder(x1, x2, k), 5.48, 0.01);
+    EXPECT_EQ(f.DesignIIR(), 6);
+    EXPECT_EQ(f.m_nLength, 7);
+    EXPECT_EQ(f.m_dFreq1, 100.0);
+    EXPECT_EQ(f.m_dFreq2, 200.0);
+    EXPECT_EQ(f.m_dFreq3, 300.0);
+    EXPECT_EQ(f.m_dFreq4, 400.0);
+
+    ChebyiiFilter g;
+    SetSpec(g, 3, 1000.0, 100.0, 150.0, 250.0, 300.0, 1.0, 40.0);
+    EXPECT_EQ(g.DesignIIR(), 12);
+    EXPECT_EQ(g.m_dFreq1, 100.0);
+    EXPECT_EQ(g.m_dFreq2, 150.0);
+}
+
+// Magnitude of the analog cascade of an order-N prototype at s = jw.
+template <class F>
+double CascadeMagnitude(F& f, int N, double kc, double A, double w) {
+    std::complex<double> h = 1.0;
+    const std::complex<double> s(0.0, w);
+    for (int i = 0; i < N / 2; ++i) {
+        double n[5];
+        double d[5];
+        f.PrototypeSection(N, i, 4, kc, A, n, d);
+        h *= (n[0] + n[1] * s + n[2] * s * s) / (d[0] + d[1] * s + d[2] * s * s);
+    }
+    return std::abs(h);
+}
+
+TEST(ChebyshevDesign, PrototypeSections) {
+    const double kc = 1.7;
+    const double A = 100.0;  // 40 dB
+    ChebyiFilter one;
+    ChebyiiFilter two;
+    for (int N : {4, 6, 8}) {
+        // Type I meets the attenuation exactly at kc and peaks at 0 dB.
+        EXPECT_NEAR(CascadeMagnitude(one, N, kc, A, kc), 1.0 / std::sqrt(1.0 + A * A), 1e-12);
+        const double eps = A / std::cosh(N * std::acosh(kc));
+        EXPECT_NEAR(CascadeMagnitude(one, N, kc, A, 0.0), 1.0 / std::sqrt(1.0 + eps * eps), 1e-12);
+        EXPECT_NEAR(CascadeMagnitude(one, N, kc, A, 1.0), 1.0 / std::sqrt(1.0 + eps * eps), 1e-12);
+        // Type II: unit gain at DC, 1/A at the stop edge kc.
+        EXPECT_NEAR(CascadeMagnitude(two, N, kc, A, 0.0), 1.0, 1e-12);
+        EXPECT_NEAR(CascadeMagnitude(two, N, kc, A, kc), 1.0 / A, 1e-12);
+        for (int i = 0; i < N / 2; ++i) {
+            double n[5] = {9, 9, 9, 9, 9};
+            double d[5] = {9, 9, 9, 9, 9};
+            one.PrototypeSection(N, i, 4, kc, A, n, d);
+            EXPECT_EQ(n[0] == d[0], i != 0) << "only section 0 carries 1/g";
+            EXPECT_EQ(n[4], 0.0);
+            two.PrototypeSection(N, i, 4, kc, A, n, d);
+            EXPECT_EQ(n[1], 0.0);
+            const double zero = kc / std::cos((2 * i + 1) * M_PI / (2 * N));
+            EXPECT_NEAR(n[0] / n[2], zero * zero, 1e-9 * zero * zero);
+        }
+    }
+    // Odd orders end with a first-order section.
+    double n[5];
+    double d[5];
+    one.PrototypeSection(3, 1, 4, kc, A, n, d);
+    EXPECT_EQ(d[1], 1.0);
+    EXPECT_EQ(d[2], 0.0);
+    EXPECT_EQ(n[0], d[0]);
+    EXPECT_GT(n[0], 0.0);
+    two.PrototypeSection(3, 1, 4, kc, A, n, d);
+    EXPECT_EQ(d[1], 1.0);
+    EXPECT_EQ(n[0], d[0]);
+}
+
+TEST(IirResponse, ResponseArraysAndLazyComputation) {
+    ButwcfFilter f;
+    int count = -5;
+    EXPECT_EQ(f.GetAmplitudeResponse(&count), nullptr);
+    EXPECT_EQ(count, 2048);  // written before the missing design is noticed
+    count = -5;
+    EXPECT_EQ(f.GetPhaseResponse(&count), nullptr);
+    EXPECT_EQ(count, -5);
+
+    SetSpec(f, 1, 1000.0, 100.0, 200.0, 300.0, 400.0, 0.3, 40.0);
+    ASSERT_EQ(f.DesignIIR(), 8);
+    const double* amp = f.GetAmplitudeResponse(&count);
+    ASSERT_NE(amp, nullptr);
+    EXPECT_NEAR(amp[0], 0.0, 1e-9);  // the peak of a low-pass sits at DC
+    EXPECT_EQ(f.m_pFreqAxis[1], 1000.0 / 4096.0);
+    EXPECT_NEAR(f.m_pFreqAxis[2047], 2047 * 1000.0 / 4096.0, 1e-9);
+    const double* phase = f.m_pPhase;
+    count = 0;
+    EXPECT_EQ(f.GetPhaseResponse(&count), phase);
+    EXPECT_EQ(f.GetAmplitudeResponse(&count), amp);
+    for (int i = 0; i < 2048; ++i) {
+        ASSERT_LE(amp[i], 0.0);
+        ASSERT_LT(std::fabs(phase[i]), M_PI / 2 + 1e-15);
+    }
+
+    ButwcfFilter g;
+    g.m_nRespCount = 0;
+    count = 7;
+    EXPECT_EQ(g.GetAmplitudeResponse(&count), nullptr);
+    EXPECT_EQ(g.GetPhaseResponse(&count), nullptr);
+    EXPECT_EQ(count, 7);
+}
+
+TEST(IirResponse, HandBuiltTransferFunctions) {
+    ButwcfFilter f;
+    f.m_dSampleFreq = 8.0;
+    f.m_nRespCount = 4;
+    f.m_nFilterOrder = 2;
+    f.m_pNumerator = new double[200]();
+    f.m_pDenominator = new double[200]();
+    f.m_pDenominator[0] = 1.0;
+    // 1 - z^-1: an exact zero at DC takes the next point's value.
+    f.m_pNumerator[0] = 1.0;
+    f.m_pNumerator[1] = -1.0;
+    int count = 0;
+    const double* amp = f.GetAmplitudeResponse(&count);
+    ASSERT_NE(amp, nullptr);
+    const double peak = std::sin(3.0 * M_PI / 8.0);
+    EXPECT_NEAR(amp[1], 20.0 * std::log10(std::sin(M_PI / 8.0) / peak), 1e-12);
+    EXPECT_EQ(amp[0], amp[1]);
+    EXPECT_EQ(amp[3], 0.0);
+    EXPECT_EQ(f.m_pFreqAxis[3], 3.0);
+    // |H| = 2 sin(w/2), phase (pi - w)/2.
+    EXPECT_NEAR(f.m_pPhase[1], 3.0 * M_PI / 8.0, 1e-12);
+
+    // 1 + z^-2 at w = pi/2: the real part cancels exactly, the phase reads 0.
+    ButwcfFilter g;
+    g.m_dSampleFreq = 4.0;
+    g.m_nRespCount = 2;
+    g.m_nFilterOrder = 2;
+    g.m_pNumerator = new double[200]();
+    g.m_pDenominator = new double[200]();
+    g.m_pDenominator[0] = 1.0;
+    g.m_pNumerator[0] = 1e-150;
+    g.m_pNumerator[2] = 1e-150;
+    const double* ph = g.GetPhaseResponse(&count);
+    ASSERT_NE(ph, nullptr);
+    EXPECT_EQ(count, 2);
+    EXPECT_EQ(ph[1], 0.0);
+    // The last point underflows to an exact zero and takes its neighbour's value.
+    EXPECT_EQ(g.m_pAmplitude[1], 0.0);
+    EXPECT_EQ(g.m_pAmplitude[0], 0.0);
+    EXPECT_EQ(g.GetAmplitudeResponse(&count), g.m_pAmplitude);
+}
