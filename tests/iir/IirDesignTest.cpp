@@ -7,7 +7,12 @@
 
 #include <cmath>
 #include <complex>
+#include <memory>
 #include <string>
+#include <vector>
+
+#include "RZFilterFunc/iir/IirDesignSteps.h"
+#include "RZFilterFunc/iir/PolyMath.h"
 
 namespace {
 
@@ -35,15 +40,13 @@ public:
 const std::string kOrderMessage = rzf::msg::Text(rzf::msg::kOrderTooLarge);
 
 template <class F>
-int DesignForced(double estimate, int band, F** out = nullptr) {
-    static ForcedEstimate<F>* keep = nullptr;
-    delete keep;
-    keep = new ForcedEstimate<F>(estimate);
-    SetSpec(*keep, band, 1000.0, 100.0, 150.0, 250.0, 300.0, 1.0, 40.0);
-    keep->m_bStable = true;
-    const int rc = keep->DesignIIR();
+int DesignForced(double estimate, int band, std::unique_ptr<F>* out = nullptr) {
+    auto f = std::make_unique<ForcedEstimate<F>>(estimate);
+    SetSpec(*f, band, 1000.0, 100.0, 150.0, 250.0, 300.0, 1.0, 40.0);
+    f->m_bStable = true;
+    const int rc = f->DesignIIR();
     if (out != nullptr) {
-        *out = keep;
+        *out = std::move(f);
     }
     return rc;
 }
@@ -164,7 +167,7 @@ TEST(IirDesign, EstimateTruncationAndOrderBounds) {
     EXPECT_EQ(DesignForced<ButwcfFilter>(15.5, 3), 30);
     EXPECT_EQ(DesignForced<ButwcfFilter>(11.0, 3), 22);
 
-    ButwcfFilter* b = nullptr;
+    std::unique_ptr<ButwcfFilter> b;
     EXPECT_EQ(DesignForced<ButwcfFilter>(11.0, 1, &b), -1);
     EXPECT_FALSE(b->m_bStable);
     EXPECT_EQ(b->m_strError, kOrderMessage);
@@ -178,7 +181,7 @@ TEST(IirDesign, EstimateTruncationAndOrderBounds) {
     EXPECT_EQ(DesignForced<ButwcfFilter>(1e300, 3), -1);
     EXPECT_EQ(DesignForced<ButwcfFilter>(-1e300, 3), -1);
 
-    ChebyiFilter* c = nullptr;
+    std::unique_ptr<ChebyiFilter> c;
     EXPECT_EQ(DesignForced<ChebyiFilter>(5.5, 1, &c), 6);
     EXPECT_EQ(c->m_nLength, 7);
     EXPECT_EQ(DesignForced<ChebyiFilter>(12.0, 3, &c), 24);
@@ -190,9 +193,6 @@ TEST(IirDesign, EstimateTruncationAndOrderBounds) {
     EXPECT_EQ(DesignForced<ChebyiiFilter>(13.0, 4), -1);
     EXPECT_EQ(DesignForced<ChebyiiFilter>(11.0, 2), -1);
     EXPECT_EQ(DesignForced<ChebyiiFilter>(7.0, 2), 8);
-    DesignForced<ChebyiiFilter>(3.0, 1);
-    DesignForced<ChebyiFilter>(3.0, 1);
-    DesignForced<ButwcfFilter>(3.0, 1);  // releases the last kept filter
 }
 
 TEST(IirDesign, BadBandTypesAndEdgesAreRefused) {
@@ -392,4 +392,100 @@ TEST(IirResponse, HandBuiltTransferFunctions) {
     EXPECT_EQ(g.m_pAmplitude[1], 0.0);
     EXPECT_EQ(g.m_pAmplitude[0], 0.0);
     EXPECT_EQ(g.GetAmplitudeResponse(&count), g.m_pAmplitude);
+}
+
+TEST(TransformSection, RefusalCodes) {
+    const double b[3] = {1.0, 0.0, 0.0};
+    const double a[3] = {1.0, 1.0, 0.0};
+    const double zeros[3] = {0.0, 0.0, 0.0};
+    const double cubic[4] = {1.0, 2.0, 2.0, 1.0};
+    double d[5];
+    double e[5];
+    EXPECT_EQ(rzf::TransformSection(b, a, 3, 3, 3, 0, 0.1, 0.2, d, e), 4);
+    EXPECT_EQ(rzf::TransformSection(b, a, 3, 3, 3, 5, 0.1, 0.2, d, e), 4);
+    EXPECT_EQ(rzf::TransformSection(b, a, 3, 3, 3, 1, 0.0, 0.2, d, e), 5);
+    EXPECT_EQ(rzf::TransformSection(b, a, 3, 3, 3, 1, 0.6, 0.2, d, e), 5);
+    EXPECT_EQ(rzf::TransformSection(b, a, 3, 3, 3, 2, NAN, 0.2, d, e), 5);
+    EXPECT_EQ(rzf::TransformSection(b, a, 3, 5, 5, 3, 0.2, 0.2, d, e), 5);
+    EXPECT_EQ(rzf::TransformSection(b, a, 3, 5, 5, 4, 0.2, 0.51, d, e), 5);
+    EXPECT_EQ(rzf::TransformSection(b, a, 3, 5, 5, 4, 0.2, NAN, d, e), 5);
+    EXPECT_EQ(rzf::TransformSection(zeros, zeros, 3, 3, 3, 1, 0.1, 0.2, d, e), 1);
+    EXPECT_EQ(rzf::TransformSection(cubic, cubic, 4, 3, 2, 1, 0.1, 0.2, d, e), 3);
+    EXPECT_EQ(rzf::TransformSection(cubic, cubic, 4, 5, 4, 3, 0.1, 0.2, d, e), 3);
+}
+
+TEST(TransformSection, HandDerivedMappings) {
+    // 1/(s + 1) with W1 = tan(pi/4) = 1.
+    const double b[3] = {1.0, 0.0, 0.0};
+    const double a[3] = {1.0, 1.0, 0.0};
+    double d[5];
+    double e[5];
+    ASSERT_EQ(rzf::TransformSection(b, a, 3, 3, 3, 1, 0.25, 0.0, d, e), 0);
+    EXPECT_NEAR(d[0], 0.5, 1e-15);
+    EXPECT_NEAR(d[1], 0.5, 1e-15);
+    EXPECT_NEAR(e[1], 0.0, 1e-15);
+    EXPECT_EQ(d[2], 0.0);
+    // High-pass: s/(s + 1) -> (1 - z^-1)/2.
+    ASSERT_EQ(rzf::TransformSection(b, a, 3, 3, 3, 2, 0.25, 0.0, d, e), 0);
+    EXPECT_NEAR(d[0], 0.5, 1e-15);
+    EXPECT_NEAR(d[1], -0.5, 1e-15);
+    EXPECT_EQ(e[0], 1.0);
+    EXPECT_NEAR(e[1], 0.0, 1e-15);
+    // W1 = 1, W2 = 3: band-pass 2s/(s^2 + 2s + 3) -> (2 - 2x^2)/(6 + 4x + 2x^2),
+    // band-stop (s^2 + 3)/(s^2 + 2s + 3) -> (4 + 4x + 4x^2)/(6 + 4x + 2x^2).
+    const double f2 = std::atan(3.0) / M_PI;
+    ASSERT_EQ(rzf::TransformSection(b, a, 3, 5, 5, 3, 0.25, f2, d, e), 0);
+    const double bp[5] = {1.0 / 3.0, 0.0, -1.0 / 3.0, 0.0, 0.0};
+    const double den[5] = {1.0, 2.0 / 3.0, 1.0 / 3.0, 0.0, 0.0};
+    for (int j = 0; j < 5; ++j) {
+        EXPECT_NEAR(d[j], bp[j], 1e-14) << j;
+        EXPECT_NEAR(e[j], den[j], 1e-14) << j;
+    }
+    ASSERT_EQ(rzf::TransformSection(b, a, 3, 5, 5, 4, 0.25, f2, d, e), 0);
+    for (int j = 0; j < 5; ++j) {
+        EXPECT_NEAR(d[j], j < 3 ? 2.0 / 3.0 : 0.0, 1e-14) << j;
+        EXPECT_NEAR(e[j], den[j], 1e-14) << j;
+    }
+}
+
+TEST(CombineSections, ProductAndPoleTest) {
+    // (1 + x)(1 + x^2) over (1 - 0.5x)(1 + 0.25x^2): poles 0.5 and +-0.5j.
+    std::vector<double> nums = {1.0, 1.0, 0.0, 1.0, 0.0, 1.0};
+    std::vector<double> dens = {1.0, -0.5, 0.0, 1.0, 0.0, 0.25};
+    ButwcfFilter f;
+    EXPECT_EQ(rzf::CombineSections(dens, nums, 2, 3, f), 1);
+    const double num[4] = {1.0, 1.0, 1.0, 1.0};
+    const double den[4] = {1.0, -0.5, 0.25, -0.125};
+    for (int j = 0; j < 4; ++j) {
+        EXPECT_EQ(f.m_pNumerator[j], num[j]);
+        EXPECT_EQ(f.m_pDenominator[j], den[j]);
+    }
+    for (int j = 4; j < 200; ++j) {
+        ASSERT_EQ(f.m_pNumerator[j], 0.0);
+        ASSERT_EQ(f.m_pDenominator[j], 0.0);
+    }
+    dens[5] = 4.0;  // poles +-2j
+    EXPECT_EQ(rzf::CombineSections(dens, nums, 2, 3, f), 0);
+    EXPECT_EQ(f.m_pDenominator[3], -2.0);
+    // Designed filters keep their poles inside the unit circle.
+    ButwcfFilter bp;
+    SetSpec(bp, 3, 1000.0, 100.0, 140.0, 250.0, 300.0, 1.0, 30.0);
+    ASSERT_EQ(bp.DesignIIR(), 14);  // odd N = 7: padded first-order section
+    EXPECT_EQ(bp.m_pDenominator[15], 0.0);
+    EXPECT_EQ(bp.m_pDenominator[16], 0.0);
+    // Its pole search runs on the padded degree 16, two roots at 0.
+    std::vector<double> rev(17);
+    for (int j = 0; j <= 16; ++j) {
+        rev[j] = bp.m_pDenominator[16 - j];
+    }
+    std::vector<double> re(16);
+    std::vector<double> im(16);
+    ASSERT_EQ(rzf::PolyRoots(rev.data(), 16, re.data(), im.data(), 1e-30), 1);
+    int atZero = 0;
+    for (int j = 0; j < 16; ++j) {
+        const double r = std::hypot(re[j], im[j]);
+        EXPECT_LT(r, 1.0);
+        atZero += (r < 1e-6) ? 1 : 0;
+    }
+    EXPECT_EQ(atZero, 2);
 }
