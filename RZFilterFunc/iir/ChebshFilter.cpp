@@ -13,6 +13,9 @@ namespace {
 constexpr int kSectionCapacity = 5;
 
 double Smaller(double a, double b) {
+    if (std::isnan(a) || std::isnan(b)) {
+        return std::nan("");
+    }
     return (a < b) ? a : b;
 }
 
@@ -38,16 +41,18 @@ int ChebshFilter::DesignIIR() {
         rzf::EstimateOrderFromSpec(&e1, &e2, &e3, &e4, fs, m_dPassRipple, m_dStopAtten, T, &N,
                                    *this);
     }
-    const int maxOrder = (T == 1 || T == 2) ? 10 : 12;
-    if (N < 3 || N > maxOrder) {
+    auto refuse = [this]() {
         m_bStable = false;
         m_strError = rzf::msg::Text(rzf::msg::kOrderTooLarge);
         return -1;
+    };
+    const int maxOrder = (T == 1 || T == 2) ? 10 : 12;
+    if (N < 3 || N > maxOrder) {
+        return refuse();
     }
 
     const int D = (T < 3) ? 2 : 4;
     const int S = (N % 2 != 0) ? (N + 1) / 2 : N / 2;
-    m_nFilterOrder = S * D;
     const int L = (T == 3 || T == 4) ? 5 : 3;
 
     const double q1 = m_dFreq1 / fs;
@@ -74,6 +79,12 @@ int ChebshFilter::DesignIIR() {
         const double b = std::fabs(1.0 / ((u(q3) * u(q3) - ulo * uhi) / ((uhi - ulo) * u(q3))));
         kc = Smaller(a, b);
     }
+    // An edge at 0 Hz or NaN that the estimate let through leaves no usable
+    // selectivity: refuse rather than return a filter of zeros or NaN.
+    if (!(kc > 0.0) || std::isinf(kc)) {
+        return refuse();
+    }
+    m_nFilterOrder = S * D;
     const double A = std::pow(10.0, m_dStopAtten / 20.0);
 
     std::vector<double> nums(static_cast<std::size_t>(S) * L, 0.0);

@@ -27,7 +27,11 @@ double Binomial(int i, int j) {
            static_cast<double>(FallingFactorial(j, j));
 }
 
+// NaN-propagating, so that a NaN edge refuses the design through its order.
 double Larger(double a, double b) {
+    if (std::isnan(a) || std::isnan(b)) {
+        return std::nan("");
+    }
     return (a > b) ? a : b;
 }
 
