@@ -2,6 +2,7 @@
 // (tests/data/iir/gen_reference.py writes the reference file).
 #include <gtest/gtest.h>
 
+#include <RZFilterFunc/filter/FilterUser.h>
 #include <RZFilterFunc/iir/ButwcfFilter.h>
 #include <RZFilterFunc/iir/ChebyiFilter.h>
 #include <RZFilterFunc/iir/ChebyiiFilter.h>
@@ -157,6 +158,27 @@ TEST(IirReference, DesignsMatchScipy) {
                     best = std::min(best, std::abs(g - pole));
                 }
                 EXPECT_LT(best, 1e-8) << pole;
+            }
+        }
+    }
+}
+
+// The same designs requested through the designer front end.
+TEST(IirReference, FrontEndDesignsMatchScipy) {
+    const std::vector<ReferenceCase> cases = LoadCases();
+    ASSERT_EQ(cases.size(), 19u);
+    for (const ReferenceCase& c : cases) {
+        FilterUser user;
+        user.setFilterParameter(c.band, c.method, c.f1, c.f2, c.f3, c.f4, c.fs, 1, c.ap, c.as, 0);
+        ASSERT_TRUE(user.DesignFilter());
+        ASSERT_EQ(user.m_nIIROrder, c.order);
+        ASSERT_TRUE(user.GetIsStability());
+        const double* db = user.m_pFilter->m_pAmplitude;
+        ASSERT_NE(db, nullptr);
+        for (const RespPoint& p : c.resp) {
+            EXPECT_NEAR(user.m_pFilter->m_pFreqAxis[p.index], p.index * c.fs / 4096.0, 1e-9);
+            if (p.db > -120.0) {
+                EXPECT_NEAR(db[p.index], p.db, 1e-6) << p.index;
             }
         }
     }
