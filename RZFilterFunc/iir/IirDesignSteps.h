@@ -20,9 +20,9 @@ int EstimateOrderFromSpec(double* e1, double* e2, double* e3, double* e4, double
 // powers of s) to band type T with the pre-warped normalised edges f1, f2
 // (fractions of fs), then applies the bilinear transform. Writes L digital
 // coefficients of each polynomial. The mapped degree may not exceed
-// maxDegree. Returns 0 done, 1 empty section, 3 degree too high, 4 bad band
-// type, 5 edges outside (0, 0.5] or out of order; outputs untouched on refusal
-// except by the bilinear step's own refusals.
+// maxDegree. Returns 0 done, 1 empty section, 2 the bilinear a0 is zero, 3
+// degree too high, 4 bad band type, 5 edges outside (0, 0.5] or out of order;
+// on any refusal the outputs are left untouched.
 int TransformSection(const double* b, const double* a, int inCount, int L, int maxDegree, int T,
                      double f1, double f2, double* outB, double* outA);
 
