@@ -16,8 +16,8 @@
 
 namespace {
 
-void SetSpec(IIRFilter& f, int band, double fs, double f1, double f2, double f3, double f4,
-             double ap, double as) {
+void SetParams(IIRFilter& f, int band, double fs, double f1, double f2, double f3, double f4,
+               double ap, double as) {
     f.m_nBandType = band;
     f.m_dSampleFreq = fs;
     f.m_dFreq1 = f1;
@@ -42,7 +42,7 @@ const std::string kOrderMessage = rzf::msg::Text(rzf::msg::kOrderTooLarge);
 template <class F>
 int DesignForced(double estimate, int band, std::unique_ptr<F>* out = nullptr) {
     auto f = std::make_unique<ForcedEstimate<F>>(estimate);
-    SetSpec(*f, band, 1000.0, 100.0, 150.0, 250.0, 300.0, 1.0, 40.0);
+    SetParams(*f, band, 1000.0, 100.0, 150.0, 250.0, 300.0, 1.0, 40.0);
     f->m_bStable = true;
     const int rc = f->DesignIIR();
     if (out != nullptr) {
@@ -81,7 +81,7 @@ TEST(ButterworthSection, PrototypeSectionsOfOrderThreeAndFour) {
 
 TEST(ButwcfFilter, LowPassWorkedExample) {
     ButwcfFilter f;
-    SetSpec(f, 1, 1000.0, 100.0, 200.0, 300.0, 400.0, 0.3, 40.0);
+    SetParams(f, 1, 1000.0, 100.0, 200.0, 300.0, 400.0, 0.3, 40.0);
     const double x1 = std::pow(10.0, 0.03) - 1.0;
     const double x2 = std::pow(10.0, 4.0) - 1.0;
     const double k = std::tan(0.1 * M_PI) / std::tan(0.2 * M_PI);
@@ -108,7 +108,7 @@ TEST(ButwcfFilter, LowPassWorkedExample) {
 
 TEST(ButwcfFilter, NyquistMarginRefusesSilently) {
     ButwcfFilter f;
-    SetSpec(f, 1, 1000.0, 100.0, 400.0, 450.0, 460.0, 0.3, 40.0);
+    SetParams(f, 1, 1000.0, 100.0, 400.0, 450.0, 460.0, 0.3, 40.0);
     f.m_bStable = true;
     EXPECT_EQ(f.DesignIIR(), -1);
     EXPECT_TRUE(f.m_bStable);
@@ -117,13 +117,13 @@ TEST(ButwcfFilter, NyquistMarginRefusesSilently) {
     EXPECT_EQ(f.m_dFreq2, 400.0);
 
     ButwcfFilter bs;
-    SetSpec(bs, 4, 1000.0, 100.0, 150.0, 250.0, 391.0, 0.3, 40.0);
+    SetParams(bs, 4, 1000.0, 100.0, 150.0, 250.0, 391.0, 0.3, 40.0);
     EXPECT_EQ(bs.DesignIIR(), -1);
     EXPECT_TRUE(bs.m_strError.empty());
 
     // Equality passes: 1000 / 2.56 = 390.625 (tan edges give an estimate of 3.6).
     ButwcfFilter edge;
-    SetSpec(edge, 1, 1000.0, 100.0, 390.625, 400.0, 450.0, 0.3, 40.0);
+    SetParams(edge, 1, 1000.0, 100.0, 390.625, 400.0, 450.0, 0.3, 40.0);
     EXPECT_EQ(edge.DesignIIR(), 3);
     EXPECT_EQ(edge.m_pDenominator[3] != 0.0, true);
     EXPECT_EQ(edge.m_pDenominator[4], 0.0);  // padded top of the first-order section
@@ -131,21 +131,21 @@ TEST(ButwcfFilter, NyquistMarginRefusesSilently) {
 
 TEST(ButwcfFilter, EdgeRewrites) {
     ButwcfFilter hp;
-    SetSpec(hp, 2, 1000.0, 100.0, 200.0, 300.0, 400.0, 0.5, 40.0);
+    SetParams(hp, 2, 1000.0, 100.0, 200.0, 300.0, 400.0, 0.5, 40.0);
     EXPECT_EQ(hp.DesignIIR(), 7);
     EXPECT_EQ(hp.m_dFreq1, 200.0);
     EXPECT_EQ(hp.m_dFreq2, 0.0);
     EXPECT_EQ(hp.m_dFreq3, 300.0);
 
     ButwcfFilter bp;
-    SetSpec(bp, 3, 1000.0, 100.0, 150.0, 250.0, 300.0, 1.0, 40.0);
+    SetParams(bp, 3, 1000.0, 100.0, 150.0, 250.0, 300.0, 1.0, 40.0);
     EXPECT_EQ(bp.DesignIIR(), 16);
     EXPECT_EQ(bp.m_dFreq1, 150.0);
     EXPECT_EQ(bp.m_dFreq2, 250.0);
     EXPECT_EQ(bp.m_dFreq4, 300.0);
 
     ButwcfFilter bs;
-    SetSpec(bs, 4, 1000.0, 100.0, 150.0, 250.0, 300.0, 1.0, 30.0);
+    SetParams(bs, 4, 1000.0, 100.0, 150.0, 250.0, 300.0, 1.0, 30.0);
     EXPECT_EQ(bs.DesignIIR(), 14);
     EXPECT_EQ(bs.m_dFreq1, 100.0);
     EXPECT_EQ(bs.m_dFreq2, 300.0);
@@ -191,19 +191,19 @@ TEST(IirDesign, EstimateTruncationAndOrderBounds) {
 TEST(IirDesign, BadBandTypesAndEdgesAreRefused) {
     for (int band : {0, 5, -3, 1000}) {
         ButwcfFilter b;
-        SetSpec(b, band, 1000.0, 100.0, 150.0, 250.0, 300.0, 1.0, 40.0);
+        SetParams(b, band, 1000.0, 100.0, 150.0, 250.0, 300.0, 1.0, 40.0);
         b.m_bStable = true;
         EXPECT_EQ(b.DesignIIR(), -1) << band;
         EXPECT_FALSE(b.m_bStable);
         EXPECT_EQ(b.m_strError, kOrderMessage);
         EXPECT_EQ(b.m_dFreq1, 100.0);
         ChebyiiFilter c;
-        SetSpec(c, band, 1000.0, 100.0, 150.0, 250.0, 300.0, 1.0, 40.0);
+        SetParams(c, band, 1000.0, 100.0, 150.0, 250.0, 300.0, 1.0, 40.0);
         EXPECT_EQ(c.DesignIIR(), -1) << band;
         EXPECT_EQ(c.m_strError, kOrderMessage);
     }
     ChebyiFilter zeroEdge;
-    SetSpec(zeroEdge, 4, 1000.0, 100.0, 150.0, 0.0, 300.0, 1.0, 40.0);
+    SetParams(zeroEdge, 4, 1000.0, 100.0, 150.0, 0.0, 300.0, 1.0, 40.0);
     EXPECT_EQ(zeroEdge.DesignIIR(), -1);
     EXPECT_EQ(zeroEdge.m_strError, kOrderMessage);
     EXPECT_EQ(zeroEdge.m_nFilterOrder, 0);
@@ -223,7 +223,7 @@ TEST(IirDesign, BadBandTypesAndEdgesAreRefused) {
                     } else {
                         f = std::make_unique<ChebyiiFilter>();
                     }
-                    SetSpec(*f, band, v[0], v[1], v[2], v[3], v[4], v[5], 40.0);
+                    SetParams(*f, band, v[0], v[1], v[2], v[3], v[4], v[5], 40.0);
                     const int r = f->DesignIIR();
                     if (r == -1) {
                         continue;
@@ -243,7 +243,7 @@ TEST(IirDesign, BadBandTypesAndEdgesAreRefused) {
 
 TEST(ChebyshevDesign, LowPassWorkedExampleKeepsEdges) {
     ChebyiFilter f;
-    SetSpec(f, 1, 1000.0, 100.0, 200.0, 300.0, 400.0, 0.3, 40.0);
+    SetParams(f, 1, 1000.0, 100.0, 200.0, 300.0, 400.0, 0.3, 40.0);
     const double x1 = std::pow(10.0, 0.03) - 1.0;
     const double x2 = std::pow(10.0, 4.0) - 1.0;
     const double k = std::tan(0.1 * M_PI) / std::tan(0.2 * M_PI);
@@ -258,7 +258,7 @@ TEST(ChebyshevDesign, LowPassWorkedExampleKeepsEdges) {
     EXPECT_EQ(f.m_dFreq4, 400.0);
 
     ChebyiiFilter g;
-    SetSpec(g, 3, 1000.0, 100.0, 150.0, 250.0, 300.0, 1.0, 40.0);
+    SetParams(g, 3, 1000.0, 100.0, 150.0, 250.0, 300.0, 1.0, 40.0);
     EXPECT_EQ(g.DesignIIR(), 12);
     EXPECT_EQ(g.m_dFreq1, 100.0);
     EXPECT_EQ(g.m_dFreq2, 150.0);
@@ -328,7 +328,7 @@ TEST(IirResponse, ResponseArraysAndLazyComputation) {
     EXPECT_EQ(f.GetPhaseResponse(&count), nullptr);
     EXPECT_EQ(count, -5);
 
-    SetSpec(f, 1, 1000.0, 100.0, 200.0, 300.0, 400.0, 0.3, 40.0);
+    SetParams(f, 1, 1000.0, 100.0, 200.0, 300.0, 400.0, 0.3, 40.0);
     ASSERT_EQ(f.DesignIIR(), 8);
     const double* amp = f.GetAmplitudeResponse(&count);
     ASSERT_NE(amp, nullptr);
@@ -469,7 +469,7 @@ TEST(CombineSections, ProductAndPoleTest) {
     EXPECT_EQ(f.m_pDenominator[3], -2.0);
     // Designed filters keep their poles inside the unit circle.
     ButwcfFilter bp;
-    SetSpec(bp, 3, 1000.0, 100.0, 140.0, 250.0, 300.0, 1.0, 30.0);
+    SetParams(bp, 3, 1000.0, 100.0, 140.0, 250.0, 300.0, 1.0, 30.0);
     ASSERT_EQ(bp.DesignIIR(), 14);  // odd N = 7: padded first-order section
     EXPECT_EQ(bp.m_pDenominator[15], 0.0);
     EXPECT_EQ(bp.m_pDenominator[16], 0.0);
