@@ -5,6 +5,8 @@
 #include <cstring>
 #include <filesystem>
 
+#include <RZFilterFunc/RZFilterFunc.h>
+
 #include "DesignCommand.h"
 #include "OutputFile.h"
 #include "Plot.h"
@@ -52,11 +54,20 @@ std::vector<float> ReadAll(const std::string& path, size_t frames) {
 
 int RunDefault(const std::string& outDir) {
     EnsureDirectory(outDir);
-    const DesignSpec spec = DesignSpec::LibraryDefaults();
+    DesignSpec spec = DesignSpec::LibraryDefaults();
     std::printf("rzfilter: no command given; running the default specification.\n\n");
 
-    const DesignOutcome outcome = DesignWithLibrary(spec);
+    DesignOutcome outcome = DesignWithLibrary(spec);
     PrintDesignSummary(spec, outcome);
+    if (outcome.accepted && !outcome.stable && spec.method == DM_BUTTERWORTH) {
+        // The default edges are too close for a Butterworth low-pass within
+        // the designer's order limit; Chebyshev type I meets the same
+        // specification at a lower order.
+        spec.method = DM_CHEBYSHEV1;
+        std::printf("\nThe same specification with a Chebyshev type I design instead:\n\n");
+        outcome = DesignWithLibrary(spec);
+        PrintDesignSummary(spec, outcome);
+    }
     if (!outcome.accepted || !outcome.stable) {
         std::fflush(stdout);
         std::fprintf(stderr, "rzfilter: the default specification was refused: %s\n",

@@ -66,7 +66,7 @@ Direct DesignDirect(const SpecCase& c) {
 
 const std::vector<SpecCase>& Cases() {
     static const std::vector<SpecCase> cases = {
-        {"defaults", {}, 1, 0, 100, 140, 160, 200, 512, 51, 0.3, 40, 0},
+        {"cheby1_defaults", {"-m", "cheby1"}, 1, 1, 100, 140, 160, 200, 512, 51, 0.3, 40, 0},
         {"cheby1_bandpass",
          {"-m", "cheby1", "-b", "bandpass", "--fs", "1000", "--f1", "50", "--f2", "100", "--f3",
           "200", "--f4", "250", "--ripple", "0.5", "--atten", "40"},
@@ -189,7 +189,8 @@ TEST(DesignTool, MovingAverageCoefficients) {
 TEST(DesignTool, ResponseCsvMatchesLibrary) {
     const std::string dir = tooltest::FreshDir("design_csv");
     const SpecCase& c = Cases()[0];
-    const tooltest::RunResult r = RunTool({"design", "-o", dir, "--name", "lp"}, dir);
+    const tooltest::RunResult r =
+        RunTool({"design", "-m", "cheby1", "-o", dir, "--name", "lp"}, dir);
     ASSERT_EQ(r.exitCode, 0) << r.err;
     const Direct d = DesignDirect(c);
     const auto rows = tooltest::ReadCsv(dir + "/lp.csv");
@@ -236,6 +237,25 @@ TEST(DesignTool, RefusalShowsUtf8MessageAndWritesNothing) {
         EXPECT_FALSE(j.at("accepted").get<bool>());
         EXPECT_EQ(j.at("message").get<std::string>(), ref.utf8);
     }
+}
+
+// The designer refuses an IIR order outside its bounds after validation:
+// the library's default Butterworth low-pass (fs 512, 100/140 Hz, 0.3/40 dB)
+// estimates 0.5 * log10(x2 / x1) / log10(1 / k) + 0.9 with
+// k = tan(100 pi / 512) / tan(140 pi / 512) = 0.607, about 12.8, so order 12,
+// above the low-pass limit of 10.
+TEST(DesignTool, OrderOutOfBoundsIsReportedAsUnusable) {
+    const std::string dir = tooltest::FreshDir("design_order");
+    const tooltest::RunResult r = RunTool({"design", "-o", dir + "/out"}, dir);
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_NE(r.err.find("阶数太大，滤波器不稳定，返回"), std::string::npos) << r.err;
+    EXPECT_TRUE(tooltest::ListDir(dir + "/out").empty());
+    int code = -1;
+    const json j = DesignJson({}, dir, &code);
+    EXPECT_EQ(code, 1);
+    EXPECT_TRUE(j.at("accepted").get<bool>());
+    EXPECT_FALSE(j.at("stable").get<bool>());
+    EXPECT_EQ(j.at("message").get<std::string>(), "阶数太大，滤波器不稳定，返回");
 }
 
 // Kaiser design through the per-sample engine's static design function.
