@@ -64,7 +64,9 @@ int RunDefault(const std::string& outDir) {
         // the designer's order limit; Chebyshev type I meets the same
         // specification at a lower order.
         spec.method = DM_CHEBYSHEV1;
-        std::printf("\nThe same specification with a Chebyshev type I design instead:\n\n");
+        std::printf(
+            "\nThe Butterworth order needed exceeds the designer's limit; the same "
+            "specification with a Chebyshev type I design instead:\n\n");
         outcome = DesignWithLibrary(spec);
         PrintDesignSummary(spec, outcome);
     }
