@@ -1,0 +1,194 @@
+#include <gtest/gtest.h>
+
+#include <RZFilterFunc/channels/CChnsFilterFunc.h>
+
+#include <cstdint>
+#include <random>
+#include <vector>
+
+#include "FrameTestUtil.h"
+#include "TraceCapture.h"
+
+namespace {
+
+// Moving average of n taps; f1 only has to stay within fs / 2.56.
+CFilterParam Average(int n) {
+    CFilterParam p{};
+    p.m_nDesignMethod = DM_AVERAGE;
+    p.m_nOrder = n;
+    p.m_nBandType = BAND_LOWPASS;
+    p.m_dFreq1 = 10.0;
+    p.m_dFreq3 = 30.0;
+    p.m_dFreq2 = 20.0;
+    p.m_dFreq4 = 40.0;
+    p.m_dPassRipple = 0.3;
+    p.m_dStopAtten = 40.0;
+    return p;
+}
+
+std::vector<float> FilterFloats(CChnsFilterFunc& f, const std::vector<float>& x, int type = 1) {
+    std::vector<char> b = PackFrames(x);
+    EXPECT_EQ(f.InputDataAndDeal(b.data(), type, static_cast<int>(b.size())), (int)x.size());
+    return UnpackFrames<float>(b);
+}
+
+// Reaches the one-sample conversions the frame filter uses.
+struct ExposedChns : CChnsFilterFunc {
+    using CChnsFilterFunc::ConvertData;
+};
+
+}  // namespace
+
+TEST(ChnsFilter, FiltersEnabledChannelsOfWholeFramesOnly) {
+    TraceCapture quiet;
+    CChnsFilterFunc f;
+    ASSERT_TRUE(f.Init(2, 2, 1000.0f));
+    CFilterParam p = Average(4);
+    ASSERT_TRUE(f.DesignFilter(0, &p));
+    // Two 16-bit channels, byteCount 10: two frames and 2 untouched bytes.
+    std::vector<char> b = PackFrames(std::vector<std::int16_t>{100, 7, 200, 8, 9});
+    EXPECT_EQ(f.InputDataAndDeal(b.data(), 0, 10), 2);
+    EXPECT_EQ(UnpackFrames<std::int16_t>(b), (std::vector<std::int16_t>{25, 7, 75, 8, 9}));
+
+    // A design that fails validation reports true but leaves the channel off.
+    CFilterParam bad = Average(4);
+    bad.m_dFreq1 = 400.0;  // above 1000 / 2.56
+    EXPECT_TRUE(f.DesignFilter(1, &bad));
+    EXPECT_FALSE(f.m_ppChannels[1]->m_bEnabled);
+    EXPECT_FALSE(f.m_ppChannels[1]->m_pFilterUser->GetIsStability());
+    EXPECT_FALSE(f.DesignFilter(2, &p));
+    b = PackFrames(std::vector<std::int16_t>{300, 5, 400, 6});
+    EXPECT_EQ(f.InputDataAndDeal(b.data(), 0, 8), 2);
+    // Continues the stream: (100 + 200 + 300) / 4 and (100 + ... + 400) / 4.
+    EXPECT_EQ(UnpackFrames<std::int16_t>(b), (std::vector<std::int16_t>{150, 5, 250, 6}));
+}
+
+TEST(ChnsFilter, ParameterRecordLandsInTheChannelDesigner) {
+    CChnsFilterFunc f;
+    ASSERT_TRUE(f.Init(1, 4, 999.9f));
+    CFilterParam p = Average(6);
+    p.m_nWindowType = 2;
+    p.m_dUnused = 5e5;  // never the rate
+    p.m_dReserved = 7.5;
+    ASSERT_TRUE(f.DesignFilter(0, &p));
+    const FilterUser& u = *f.m_ppChannels[0]->m_pFilterUser;
+    EXPECT_EQ(u.m_dSampleFreq, static_cast<double>(999.9f));
+    EXPECT_EQ(u.m_nDesignMethod, DM_AVERAGE);
+    EXPECT_EQ(u.m_nOrder, 6);
+    EXPECT_EQ(u.m_nFIRLength, 6);
+    EXPECT_EQ(u.m_nWindowType, 2);
+    EXPECT_EQ(u.m_dFreq1, 10.0);
+    EXPECT_EQ(u.m_dFreq2, 20.0);
+    EXPECT_EQ(u.m_dFreq3, 30.0);
+    EXPECT_EQ(u.m_dFreq4, 40.0);
+    EXPECT_EQ(u.m_dReserved, 7.5);
+    EXPECT_TRUE(f.m_ppChannels[0]->m_bEnabled);
+}
+
+TEST(ChnsFilter, ConversionsAndUnknownTypes) {
+    ExposedChns e;
+    char s[4] = {0, 0, 0, 0};
+    e.ConvertData(32768.0f, s, 0);
+    EXPECT_EQ(e.ConvertData(s, 0), -32768.0f);
+    e.ConvertData(-1.7f, s, 0);
+    EXPECT_EQ(e.ConvertData(s, 0), -1.0f);
+
+    // -17 through a 10-tap average is -1.7, stored as -1.
+    CChnsFilterFunc f;
+    ASSERT_TRUE(f.Init(1, 2, 100.0f));
+    CFilterParam p = Average(10);
+    ASSERT_TRUE(f.DesignFilter(0, &p));
+    std::vector<char> b = PackFrames(std::vector<std::int16_t>{-17});
+    f.InputDataAndDeal(b.data(), 0, 2);
+    EXPECT_EQ(UnpackFrames<std::int16_t>(b)[0], -1);
+
+    // An unknown type filters zeros and writes nothing, but the stream moves
+    // on: after 4, 4 and two zero frames, a 0 averages to 4 / 4.
+    CChnsFilterFunc g;
+    ASSERT_TRUE(g.Init(1, 4, 100.0f));
+    p = Average(4);
+    ASSERT_TRUE(g.DesignFilter(0, &p));
+    EXPECT_EQ(FilterFloats(g, {4, 4}), (std::vector<float>{1, 2}));
+    EXPECT_EQ(FilterFloats(g, {9, 9}, 3), (std::vector<float>{9, 9}));
+    EXPECT_EQ(FilterFloats(g, {0}), (std::vector<float>{1}));
+}
+
+TEST(ChnsFilter, BuffersGrowOnlyAndRedesignRestarts) {
+    CChnsFilterFunc f;
+    ASSERT_TRUE(f.Init(1, 4, 100.0f));
+    CFilterParam p = Average(2);
+    ASSERT_TRUE(f.DesignFilter(0, &p));
+    FilterFloats(f, std::vector<float>(100, 1.0f));
+    FilterFloats(f, std::vector<float>(50, 1.0f));
+    EXPECT_EQ(f.m_ppChannels[0]->m_nCapacity, 100);
+    ASSERT_TRUE(f.DesignFilter(0, &p));  // zero history again
+    EXPECT_EQ(FilterFloats(f, {6, 6}), (std::vector<float>{3, 6}));
+}
+
+TEST(ChnsFilter, BlocksOfAnySizeMatchOneBlock) {
+    std::mt19937 rng(5);
+    for (int type = 0; type < 3; ++type) {
+        const int w = TypeWidth(type), frames = 600;
+        CChnsFilterFunc whole, pieces;
+        CFilterParam p3 = Average(3), p7 = Average(7);
+        for (CChnsFilterFunc* f : {&whole, &pieces}) {
+            ASSERT_TRUE(f->Init(3, w, 200.0f));
+            f->DesignFilter(0, &p7);
+            f->DesignFilter(2, &p3);
+        }
+        std::vector<char> a = RandomFrames(type, 3 * frames, rng), b = a;
+        const std::vector<char> original = a;
+        ASSERT_EQ(whole.InputDataAndDeal(a.data(), type, static_cast<int>(a.size())), frames);
+        FeedInBlocks(b, 3 * w, rng,
+                     [&](char* q, int n) { return pieces.InputDataAndDeal(q, type, n); });
+        EXPECT_EQ(a, b) << type;
+        EXPECT_NE(a, original);
+        for (int j = 0; j < frames; ++j) {  // channel 1 is untouched
+            EXPECT_EQ(std::memcmp(&a[(3 * j + 1) * w], &original[(3 * j + 1) * w], w), 0);
+        }
+    }
+}
+
+TEST(ChnsFilter, CopiesShareChannels) {
+    CChnsFilterFunc a;
+    ASSERT_TRUE(a.Init(1, 4, 100.0f));
+    CFilterParam p = Average(2);
+    ASSERT_TRUE(a.DesignFilter(0, &p));
+    std::vector<float> got = FilterFloats(a, {2, 4});
+    {
+        CChnsFilterFunc b(a);
+        CChnsFilterFunc c;
+        c = b;
+        for (float v : FilterFloats(c, {6}))
+            got.push_back(v);
+    }
+    CChnsFilterFunc keep;
+    keep = a;
+    ASSERT_TRUE(a.Init(1, 4, 100.0f));  // a lets go; keep still holds the channels
+    for (float v : FilterFloats(keep, {8}))
+        got.push_back(v);
+    EXPECT_EQ(got, (std::vector<float>{1, 3, 5, 7}));
+}
+
+TEST(ChnsFilter, BadArgumentsAreRefused) {
+    CChnsFilterFunc f;
+    CFilterParam p = Average(2);
+    char buf[8] = {1, 2, 3, 4, 5, 6, 7, 8};
+    const std::vector<char> before(buf, buf + 8);
+    EXPECT_FALSE(f.DesignFilter(0, &p));
+    EXPECT_EQ(f.InputDataAndDeal(buf, 0, 8), 0);
+    EXPECT_FALSE(f.Init(0, 2, 100.0f));
+    EXPECT_FALSE(f.Init(-1, 2, 100.0f));
+    EXPECT_FALSE(f.Init(1, 0, 100.0f));
+    EXPECT_FALSE(f.Init(1, -4, 100.0f));
+    EXPECT_FALSE(f.m_bInit);
+    ASSERT_TRUE(f.Init(2, 2, 100.0f));
+    EXPECT_FALSE(f.DesignFilter(-1, &p));
+    EXPECT_FALSE(f.DesignFilter(0, nullptr));
+    ASSERT_TRUE(f.DesignFilter(0, &p) && f.DesignFilter(1, &p));
+    EXPECT_EQ(f.InputDataAndDeal(nullptr, 0, 8), 0);
+    EXPECT_EQ(f.InputDataAndDeal(buf, 0, -9), -2);
+    EXPECT_EQ(f.InputDataAndDeal(buf, 0, 3), 0);
+    EXPECT_EQ(f.InputDataAndDeal(buf, 2, 8), 2);  // 4-byte ints in 2-byte slots
+    EXPECT_EQ(std::vector<char>(buf, buf + 8), before);
+}
