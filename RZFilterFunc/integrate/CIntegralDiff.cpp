@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <utility>
 
 #include "RZFilterFunc/integrate/IntegralSample.h"
@@ -61,10 +62,12 @@ void CIntegralDiff::ContinueIntegral(int nCount, char* pData) {
     const int width = rzf::IntegralSampleSize(m_nSampleType);
     // Addressing needs a positive sample size and frame length; without them
     // (or with an unknown type) nothing can be located and nothing is touched.
-    if (width > 0 && m_nSampleBytes > 0 && m_nChnStride > 0) {
-        const std::int64_t sampleBytes = m_nSampleBytes;
-        const std::int64_t frameBytes = static_cast<std::int64_t>(m_nChnStride) * sampleBytes;
-
+    const std::int64_t sampleBytes = m_nSampleBytes;
+    const std::int64_t frameBytes = static_cast<std::int64_t>(m_nChnStride) * sampleBytes;
+    // A block whose size does not fit an offset cannot be a real buffer.
+    const bool addressable = width > 0 && m_nSampleBytes > 0 && m_nChnStride > 0 &&
+                             frameBytes <= std::numeric_limits<std::ptrdiff_t>::max() / nCount;
+    if (addressable) {
         for (int chn : m_vecChannels) {
             const auto found = m_mapState.find(chn);
             if (found == m_mapState.end() || found->second == nullptr) {
