@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <RZFilterFunc/channels/CFilterParam.h>
+#include <RZFilterFunc/filter/FilterTypes.h>
+
 #include <cstdint>
 #include <cstring>
 #include <random>
@@ -63,4 +66,20 @@ int FeedInBlocks(std::vector<char>& buf, int frameBytes, std::mt19937& rng, Proc
         at += n;
     }
     return largest;
+}
+
+// A moving-average design record of n taps; f1 only has to stay within
+// fs / 2.56 of the rates the tests use.
+inline CFilterParam Average(int n) {
+    CFilterParam p{};
+    p.m_nDesignMethod = DM_AVERAGE;
+    p.m_nOrder = n;
+    p.m_nBandType = BAND_LOWPASS;
+    p.m_dFreq1 = 10.0;
+    p.m_dFreq3 = 30.0;
+    p.m_dFreq2 = 20.0;
+    p.m_dFreq4 = 40.0;
+    p.m_dPassRipple = 0.3;
+    p.m_dStopAtten = 40.0;
+    return p;
 }
