@@ -16,6 +16,8 @@ namespace {
 
 constexpr int kKaiserCode = 100;  // not a designer method: routes to the Kaiser design
 
+constexpr const char* kSelectHelp = "channels to process, numbered from 0 (default: all)";
+
 const std::map<std::string, int> kMethods = {
     {"butterworth", 0},    {"cheby1", 1},          {"chebyshev1", 1}, {"cheby2", 2},
     {"chebyshev2", 2},     {"window", 3},          {"fir", 3},        {"average", 5},
@@ -72,7 +74,7 @@ DesignSpec Finish(DesignArgs& a) {
     return s;
 }
 
-void AddStreamOptions(CLI::App* app, StreamOptions& o, bool selectable) {
+void AddStreamOptions(CLI::App* app, StreamOptions& o, const char* selectHelp) {
     app->add_option("input", o.input, "recording to read")->required();
     app->add_option("output", o.output, "file to write (same format)")->required();
     app->add_option("-f,--format", o.format,
@@ -82,11 +84,7 @@ void AddStreamOptions(CLI::App* app, StreamOptions& o, bool selectable) {
                     "interleaved channels in a raw file (CSV: taken from the columns)");
     app->add_option("--block", o.blockFrames, "frames handed to the library per call")
         ->capture_default_str();
-    if (selectable) {
-        app->add_option("-s,--select", o.selected,
-                        "channels to process, numbered from 0 (default: all)")
-            ->delimiter(',');
-    }
+    app->add_option("-s,--select", o.selected, selectHelp)->delimiter(',');
 }
 
 void Report(const StreamOptions& o, const StreamResult& r) {
@@ -139,7 +137,7 @@ int RunCommandLine(int argc, char** argv) {
     StreamOptions filterOpt;
     CLI::App* filter =
         app.add_subcommand("filter", "run a recording through the designed filter, per channel");
-    AddStreamOptions(filter, filterOpt, true);
+    AddStreamOptions(filter, filterOpt, kSelectHelp);
     AddSpecOptions(filter, filterArgs, true);
 
     // bessel
@@ -148,7 +146,7 @@ int RunCommandLine(int argc, char** argv) {
     int cutoff = 0;
     CLI::App* bessel =
         app.add_subcommand("bessel", "low-pass a recording with the fixed Bessel sections");
-    AddStreamOptions(bessel, besselOpt, true);
+    AddStreamOptions(bessel, besselOpt, kSelectHelp);
     bessel->add_option("--fs", besselFs, "sampling frequency (Hz)")->required();
     bessel->add_option("--cutoff", cutoff, "cut-off frequency (Hz)")->required();
 
@@ -158,7 +156,9 @@ int RunCommandLine(int argc, char** argv) {
     bool keepStart = false;
     CLI::App* decimate = app.add_subcommand(
         "decimate", "lower the sampling rate by 2, 5, 10, 20, 50, 100, 200, 500 or 1000");
-    AddStreamOptions(decimate, decimOpt, true);
+    AddStreamOptions(decimate, decimOpt,
+                     "channels to low-pass before decimating, numbered from 0 (default: all); "
+                     "the others keep the first samples of each block unfiltered");
     decimate->add_option("-r,--ratio", ratio, "decimation ratio")->required();
     decimate->add_flag("--keep-start", keepStart,
                        "keep the start-up span of the output (dropped by default)");
@@ -168,7 +168,7 @@ int RunCommandLine(int argc, char** argv) {
     double integFs = 0.0;
     CLI::App* integrate =
         app.add_subcommand("integrate", "replace channels by their running (trapezoid) integral");
-    AddStreamOptions(integrate, integOpt, true);
+    AddStreamOptions(integrate, integOpt, kSelectHelp);
     integrate->add_option("--fs", integFs, "sampling frequency (Hz)")->required();
 
     try {
