@@ -60,6 +60,13 @@ protected:
 private:
     void DisposeUserFilter();
     void DisposeFilterTemp();
+    // Replaces the state by length zeros (no array for length < 1).
+    void RebuildState(int length);
+    // Keeps the state in step with the branch about to run: a fresh start when
+    // m_bFirstInput is set, and a zeroed rebuild whenever the array held does
+    // not have the length the current design needs (a redesign without a
+    // restart may change it), so the loops never leave the array.
+    void PrepareState(int length);
 
 public:
     ClassicFilter* m_pFilter;
@@ -95,4 +102,5 @@ private:
     // Shared ownership behind m_pFilter and m_pState.
     std::shared_ptr<ClassicFilter> m_filterOwner;
     std::shared_ptr<double[]> m_stateOwner;
+    int m_nStateLength;  // entries of m_pState
 };

@@ -16,10 +16,13 @@ public:
 
     // Kaiser FIR design from a normalised transition width (1.0 = Nyquist).
     // taps receives a new array (caller frees with delete[]); returns its size.
+    // A transition width that is not positive, a sampling frequency that is
+    // not positive or a band type outside 1..4 gives 0 with taps null.
     static int DesignFilter(double*& taps, float fs, int bandType, float f1, float f2,
                             int attenuationDb, double transition);
     // Kaiser FIR design from four edges (pass, stop, stop, pass); returns 0 and
-    // leaves taps null when the edges are in the wrong order.
+    // leaves taps null when the edges are in the wrong order or the design is
+    // refused as above.
     static int DesignFilter(double*& taps, float fs, int bandType, float f1, float f2, float f3,
                             float f4, int attenuationDb);
 
@@ -31,8 +34,13 @@ public:
     int GetDelCount() const;
     void SetDelCount(int n);
 
+    // One sample; with no coefficients loaded the sample comes back unchanged.
+    // A one-coefficient IIR set has no state and acts as the gain b[0].
     float FilterFIRData(float x);
     float FilterIIRData(float x);
+    // Filters data[offset + i*stride], i = 0..count-1, in place. False when
+    // unprepared, data is null or an index would fall before data[0] (nothing
+    // is changed then); count <= 0 does nothing and returns true.
     bool FilterData(float* data, int count, int stride, int offset);
     bool FilterData(short* data, int count, int stride, int offset);
     bool FilterData(int* data, int count, int stride, int offset);

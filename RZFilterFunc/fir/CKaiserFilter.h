@@ -11,8 +11,13 @@ public:
     virtual ~CKaiserFilter();
 
     // Designs from the fields below (edges in Hz, m_dNyquist in Hz); returns
-    // the tap count left in m_nLength and m_pCoef, or 0 when refused.
+    // the tap count left in m_nLength and m_pCoef, or 0 when refused (band
+    // type outside 1..4, transition width or Nyquist not positive, or a
+    // length beyond kMaxHalfLength), which changes nothing.
     int Design();
+
+    // Largest length estimate accepted (the design has 2n + 1 taps).
+    static constexpr int kMaxHalfLength = 1 << 20;
 
     int m_nLength;
     int m_nBandType;

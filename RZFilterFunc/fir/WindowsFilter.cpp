@@ -1,16 +1,80 @@
 #include "RZFilterFunc/fir/WindowsFilter.h"
 
-WindowsFilter::WindowsFilter() : m_nWindowType(0), m_dFreqScale(0.0) {}
+#include <algorithm>
+#include <cstddef>
+#include <vector>
 
-// Not designed yet: refuses every specification.
-int WindowsFilter::DesignFIR(int /*length*/) {
-    return -1;
+#include "RZFilterFunc/fir/WindowFunctions.h"
+
+WindowsFilter::WindowsFilter() : m_nWindowType(0), m_dFreqScale(0.0), m_nDesignedTaps(0) {}
+
+int WindowsFilter::DesignFIR(int length) {
+    if (!(m_dFreq1 > 0.0) || !(m_dSampleFreq > 0.0)) {
+        return -1;
+    }
+    if ((m_nBandType == 3 || m_nBandType == 4) && !(m_dFreq2 > 0.0)) {
+        return -1;
+    }
+    // No ideal response exists for other band types, and a negative length
+    // has no taps: refuse both before touching anything.
+    if (m_nBandType < 1 || m_nBandType > 4 || length < 0) {
+        return -1;
+    }
+    const double nyquist = m_dSampleFreq * 0.5;
+    m_dFreqScale = 1.0;
+    m_nLength = length;
+    m_dFreq2 = m_dFreq2 / nyquist;
+    m_dFreq1 = m_dFreq1 / nyquist;
+    if (length % 2 == 0) {
+        m_nLength = length + 1;  // always odd: linear phase of type I
+    }
+    const std::size_t taps = static_cast<std::size_t>(m_nLength);
+
+    // Codes 6, 7 and 9 need parameters this class does not have: rectangular.
+    std::vector<float> window(taps, 0.0f);
+    if (m_nWindowType == rzf::kWindowKaiser || m_nWindowType == rzf::kWindowSegment ||
+        m_nWindowType == rzf::kWindowExpTaper) {
+        std::fill(window.begin(), window.end(), 1.0f);
+    } else {
+        rzf::MakeWindow(window.data(), m_nLength, m_nWindowType, 0.0, 1.0, 1.0, -3.0);
+    }
+
+    double* coef = new double[taps]();
+    rzf::MakeIdealImpulse(*this, coef, m_nLength, m_nBandType);
+    for (std::size_t k = 0; k < taps; ++k) {
+        coef[k] = coef[k] * static_cast<double>(window[k]);
+    }
+    delete[] m_pCoef;
+    m_pCoef = coef;
+    m_nDesignedTaps = m_nLength;
+    return 0;
 }
 
-double* WindowsFilter::GetAmplitudeResponse(int* /*count*/) {
-    return nullptr;
+double* WindowsFilter::GetAmplitudeResponse(int* count) {
+    if (m_nRespCount < 1) {
+        return nullptr;
+    }
+    if (count != nullptr) {
+        *count = m_nRespCount;
+    }
+    if (m_pCoef == nullptr) {
+        return nullptr;
+    }
+    if (m_pAmplitude == nullptr) {
+        rzf::ComputeResponse(*this, std::min(m_nLength, m_nDesignedTaps));
+    }
+    return m_pAmplitude;
 }
 
-double* WindowsFilter::GetPhaseResponse(int* /*count*/) {
-    return nullptr;
+double* WindowsFilter::GetPhaseResponse(int* count) {
+    if (m_nRespCount < 1 || m_pCoef == nullptr) {
+        return nullptr;
+    }
+    if (count != nullptr) {
+        *count = m_nRespCount;
+    }
+    if (m_pPhase == nullptr) {
+        rzf::ComputeResponse(*this, std::min(m_nLength, m_nDesignedTaps));
+    }
+    return m_pPhase;
 }

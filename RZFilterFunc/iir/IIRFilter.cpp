@@ -1,5 +1,15 @@
 #include "RZFilterFunc/iir/IIRFilter.h"
 
+#include <RZFilterFunc/platform/MathConst.h>
+
+#include <cmath>
+
+namespace {
+
+constexpr int kCoefCapacity = 200;
+
+}  // namespace
+
 IIRFilter::IIRFilter()
     : m_dPassRipple(0.0),
       m_dStopAtten(0.0),
@@ -12,13 +22,45 @@ IIRFilter::~IIRFilter() {
     delete[] m_pDenominator;
 }
 
-// Response computation arrives with the IIR design.
-double* IIRFilter::GetAmplitudeResponse(int* /*count*/) {
-    return nullptr;
+double* IIRFilter::GetAmplitudeResponse(int* count) {
+    if (m_nRespCount <= 0) {
+        return nullptr;
+    }
+    if (count != nullptr) {
+        *count = m_nRespCount;
+    }
+    if (m_pNumerator == nullptr || m_pDenominator == nullptr) {
+        return nullptr;
+    }
+    if (m_pAmplitude != nullptr) {
+        return m_pAmplitude;
+    }
+    // A filter holding only a phase array does not recompute on this request.
+    if (m_pPhase != nullptr) {
+        return nullptr;
+    }
+    ComputeResponse();
+    return m_pAmplitude;
 }
 
-double* IIRFilter::GetPhaseResponse(int* /*count*/) {
-    return nullptr;
+double* IIRFilter::GetPhaseResponse(int* count) {
+    if (m_nRespCount <= 0) {
+        return nullptr;
+    }
+    if (m_pNumerator == nullptr || m_pDenominator == nullptr) {
+        return nullptr;
+    }
+    if (count != nullptr) {
+        *count = m_nRespCount;
+    }
+    if (m_pPhase != nullptr) {
+        return m_pPhase;
+    }
+    if (m_pAmplitude != nullptr) {
+        return nullptr;
+    }
+    ComputeResponse();
+    return m_pPhase;
 }
 
 double* IIRFilter::GetNumerator() {
@@ -30,7 +72,7 @@ double* IIRFilter::GetDenominator() {
 }
 
 int IIRFilter::GetCoefCount() {
-    return 200;
+    return kCoefCapacity;
 }
 
 int IIRFilter::DesignIIR() {
@@ -41,4 +83,72 @@ double IIRFilter::EstimateOrder(double /*x1*/, double /*x2*/, double /*k*/) {
     return 0.0;
 }
 
-void IIRFilter::ComputeResponse() {}
+void IIRFilter::ComputeResponse() {
+    const int n = m_nRespCount;
+    ReleaseResponse();
+    if (n <= 0) {
+        return;
+    }
+    m_pFreqAxis = new double[n];
+    m_pAmplitude = new double[n];
+    m_pPhase = new double[n];
+
+    // The arrays hold 200 coefficients whatever the recorded order says.
+    int coefs = m_nFilterOrder + 1;
+    if (coefs < 0) {
+        coefs = 0;
+    }
+    if (coefs > kCoefCapacity) {
+        coefs = kCoefCapacity;
+    }
+    const double* b = m_pNumerator;
+    const double* a = m_pDenominator;
+    const double step = m_dSampleFreq * 0.5 / n;
+
+    for (int i = 0; i < n; ++i) {
+        const double w = rzf::kPi * i / n;
+        double reB = 0.0;
+        double imB = 0.0;
+        double reA = 0.0;
+        double imA = 0.0;
+        for (int k = 0; k < coefs; ++k) {
+            const double c = std::cos(k * w);
+            const double s = std::sin(k * w);
+            reB += b[k] * c;
+            imB -= b[k] * s;
+            reA += a[k] * c;
+            imA -= a[k] * s;
+        }
+        const double magA = reA * reA + imA * imA;
+        const double reH = (reB * reA + imB * imA) / magA;
+        const double imH = (imB * reA - reB * imA) / magA;
+        m_pFreqAxis[i] = i * step;
+        m_pAmplitude[i] = std::sqrt(reH * reH + imH * imH);
+        m_pPhase[i] = (std::fabs(reH) < 1e-40) ? 0.0 : std::atan(imH / reH);
+    }
+
+    // Peak magnitude: the last element of the ascending order, found by a scan.
+    double peak = m_pAmplitude[0];
+    for (int i = 1; i < n; ++i) {
+        if (m_pAmplitude[i] > peak) {
+            peak = m_pAmplitude[i];
+        }
+    }
+    for (int i = 0; i < n; ++i) {
+        m_pAmplitude[i] /= peak;
+    }
+    // Exact zeros take the next value so the logarithm stays finite; the last
+    // point has no successor and takes its predecessor's value.
+    for (int i = 0; i < n; ++i) {
+        if (m_pAmplitude[i] == 0.0) {
+            if (i + 1 < n) {
+                m_pAmplitude[i] = m_pAmplitude[i + 1];
+            } else if (i > 0) {
+                m_pAmplitude[i] = m_pAmplitude[i - 1];
+            }
+        }
+    }
+    for (int i = 0; i < n; ++i) {
+        m_pAmplitude[i] = 20.0 * std::log10(m_pAmplitude[i]);
+    }
+}

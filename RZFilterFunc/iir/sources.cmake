@@ -4,6 +4,8 @@ list(APPEND RZF_SOURCES
   RZFilterFunc/iir/ChebyiFilter.cpp
   RZFilterFunc/iir/ChebyiiFilter.cpp
   RZFilterFunc/iir/IIRFilter.cpp
+  RZFilterFunc/iir/IirDesignSteps.cpp
+  RZFilterFunc/iir/PolyMath.cpp
   RZFilterFunc/iir/SutraIIRFilter.cpp)
 list(APPEND RZF_PUBLIC_HEADERS
   RZFilterFunc/iir/ButwcfFilter.h

@@ -1,3 +1,4 @@
-list(APPEND RZF_SOURCES)
+list(APPEND RZF_SOURCES
+  RZFilterFunc/integrate/CIntegralDiff.cpp)
 list(APPEND RZF_PUBLIC_HEADERS
   RZFilterFunc/integrate/CIntegralDiff.h)

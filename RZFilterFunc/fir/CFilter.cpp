@@ -1,0 +1,297 @@
+#include "RZFilterFunc/fir/CFilter.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+
+#include "RZFilterFunc/fir/CKaiserFilter.h"
+#include "RZFilterFunc/platform/NumericConvert.h"
+
+namespace {
+
+// Inverse of the 2^14 tap scale of the Kaiser design.
+const double kInverseTapScale = 6.103515625e-5;
+
+// Transition width between two edges as a fraction of Nyquist; the
+// difference and division in single precision, the doubling in double.
+double EdgeDistance(float a, float b, float fs) {
+    const float diff = std::fabs(a - b) / fs;
+    return 2.0 * static_cast<double>(diff);
+}
+
+std::shared_ptr<double[]> CopyArray(const double* src, int count) {
+    const std::size_t size = static_cast<std::size_t>(count);
+    std::shared_ptr<double[]> out(new double[size]);
+    std::copy(src, src + size, out.get());
+    return out;
+}
+
+int RunKaiserDesign(double*& taps, float fs, int bandType, float f1, float f2, int attenuationDb,
+                    double transition) {
+    CKaiserFilter design;
+    design.m_nBandType = bandType;
+    design.m_dFreq1 = f1;
+    design.m_dFreq2 = f2;
+    design.m_dAtten = static_cast<double>(attenuationDb);
+    design.m_dTransition = transition;
+    design.m_dNyquist = fs * 0.5;
+    const int count = design.Design();
+    if (count < 1 || design.m_pCoef == nullptr) {
+        taps = nullptr;
+        return 0;
+    }
+    taps = new double[static_cast<std::size_t>(count)];
+    std::copy(design.m_pCoef, design.m_pCoef + count, taps);
+    return count;
+}
+
+}  // namespace
+
+CFilter::CFilter()
+    : m_bPrepared(false),
+      m_bResetPending(true),
+      m_bIIR(false),
+      m_nDelCount(0),
+      m_nCoefCount(0),
+      m_pCoefA(nullptr),
+      m_pCoefB(nullptr),
+      m_pState(nullptr),
+      m_dLastOutput(0.0),
+      m_nIndex(0) {}
+
+CFilter::CFilter(const CFilter& other) = default;
+
+CFilter& CFilter::operator=(const CFilter& other) = default;
+
+CFilter::~CFilter() {
+    // The owners release the arrays once the last copy is gone.
+    m_pCoefA = nullptr;
+    m_pCoefB = nullptr;
+    m_pState = nullptr;
+    m_bPrepared = false;
+    m_bResetPending = true;
+    m_nCoefCount = 0;
+}
+
+int CFilter::DesignFilter(double*& taps, float fs, int bandType, float f1, float f2,
+                          int attenuationDb, double transition) {
+    return RunKaiserDesign(taps, fs, bandType, f1, f2, attenuationDb, transition);
+}
+
+int CFilter::DesignFilter(double*& taps, float fs, int bandType, float f1, float f2, float f3,
+                          float f4, int attenuationDb) {
+    taps = nullptr;
+    double transition = 0.0;
+    switch (bandType) {
+        case 1:
+            if (!(f1 < f2)) {
+                return 0;
+            }
+            transition = EdgeDistance(f2, f1, fs);
+            break;
+        case 2:
+            if (!(f2 < f1)) {
+                return 0;
+            }
+            transition = EdgeDistance(f2, f1, fs);
+            break;
+        case 3:
+            if (!(f2 < f1) || !(f4 < f3)) {
+                return 0;
+            }
+            transition = std::min(EdgeDistance(f2, f1, fs), EdgeDistance(f3, f4, fs));
+            break;
+        case 4:
+            if (!(f1 < f2) || !(f3 < f4)) {
+                return 0;
+            }
+            transition = std::min(EdgeDistance(f2, f1, fs), EdgeDistance(f3, f4, fs));
+            break;
+        default:
+            break;  // transition 0: the design refuses it
+    }
+    return RunKaiserDesign(taps, fs, bandType, f1, f4, attenuationDb, transition);
+}
+
+void CFilter::SetFIRCoief(int count, double* taps) {
+    // Copy first: the caller may pass this object's own taps.
+    std::shared_ptr<double[]> coef;
+    if (count >= 1 && taps != nullptr) {
+        coef = CopyArray(taps, count);
+    }
+    m_coefAOwner.reset();
+    m_coefBOwner.reset();
+    m_stateOwner.reset();
+    m_pCoefA = nullptr;
+    m_pCoefB = nullptr;
+    m_pState = nullptr;
+    m_bPrepared = false;
+    m_bResetPending = true;
+    m_bIIR = false;
+    m_nCoefCount = count;
+    if (!coef) {
+        return;
+    }
+    m_coefAOwner = std::move(coef);
+    m_stateOwner.reset(new double[static_cast<std::size_t>(count)]());
+    m_pCoefA = m_coefAOwner.get();
+    m_pState = m_stateOwner.get();
+    m_bPrepared = true;
+}
+
+void CFilter::SetIIRCoief(int count, double* a, double* b) {
+    std::shared_ptr<double[]> coefA;
+    std::shared_ptr<double[]> coefB;
+    if (count >= 1 && a != nullptr && b != nullptr) {
+        coefA = CopyArray(a, count);
+        coefB = CopyArray(b, count);
+    }
+    m_coefAOwner.reset();
+    m_coefBOwner.reset();
+    m_stateOwner.reset();
+    m_pCoefA = nullptr;
+    m_pCoefB = nullptr;
+    m_pState = nullptr;
+    m_bPrepared = false;
+    m_bResetPending = true;
+    m_bIIR = true;
+    m_nCoefCount = count;
+    if (!coefA) {
+        return;
+    }
+    m_coefAOwner = std::move(coefA);
+    m_coefBOwner = std::move(coefB);
+    m_stateOwner.reset(new double[static_cast<std::size_t>(count)]());
+    m_pCoefA = m_coefAOwner.get();
+    m_pCoefB = m_coefBOwner.get();
+    m_pState = m_stateOwner.get();
+    m_bPrepared = true;
+}
+
+void CFilter::Reset() {
+    m_bResetPending = true;
+    if (m_pState != nullptr && m_nCoefCount > 0) {
+        std::fill(m_pState, m_pState + m_nCoefCount, 0.0);
+    }
+}
+
+bool CFilter::IsPrePare() const {
+    return m_bPrepared;
+}
+
+bool CFilter::IsIIRFilter() const {
+    return m_bIIR;
+}
+
+int CFilter::GetDelCount() const {
+    return m_nDelCount;
+}
+
+void CFilter::SetDelCount(int n) {
+    m_nDelCount = n < 0 ? 0 : n;
+}
+
+// Without loaded taps a sample passes through unchanged.
+float CFilter::FilterFIRData(float x) {
+    const int n = m_nCoefCount;
+    if (m_pCoefA == nullptr || m_pState == nullptr || n < 1) {
+        return x;
+    }
+    double* state = m_pState;
+    for (int i = n - 1; i >= 1; --i) {
+        state[i] = state[i - 1];
+    }
+    state[0] = static_cast<double>(x);
+    double acc = 0.0;
+    for (int i = 0; i < n; ++i) {
+        acc += m_pCoefA[n - 1 - i] * state[i];
+    }
+    m_nIndex = n;
+    m_dLastOutput = acc;
+    return static_cast<float>(acc * kInverseTapScale);
+}
+
+// Without loaded coefficients a sample passes through unchanged; a single
+// coefficient pair has no state and acts as the gain b[0].
+float CFilter::FilterIIRData(float x) {
+    const int n = m_nCoefCount;
+    if (m_pCoefA == nullptr || m_pCoefB == nullptr || m_pState == nullptr || n < 1) {
+        return x;
+    }
+    const double* a = m_pCoefA;
+    const double* b = m_pCoefB;
+    double* state = m_pState;
+    const double xd = static_cast<double>(x);
+    if (n == 1) {
+        const double y = xd * b[0];
+        m_dLastOutput = y;
+        return static_cast<float>(y);
+    }
+    const double y = xd * b[0] + state[0];
+    m_dLastOutput = y;
+    for (int i = 1; i <= n - 2; ++i) {
+        state[i - 1] = xd * b[i] + state[i] - a[i] * y;
+    }
+    state[n - 2] = xd * b[n - 1] - a[n - 1] * y;
+    m_nIndex = n - 1;
+    return static_cast<float>(y);
+}
+
+namespace {
+
+// Visits data[offset + i*stride] for i = 0..count-1; refuses a null buffer
+// or any index before the buffer's start (nothing is changed then).
+template <typename T, typename Step>
+bool FilterStrided(T* data, int count, int stride, int offset, Step step) {
+    if (data == nullptr) {
+        return false;
+    }
+    if (count <= 0) {
+        return true;
+    }
+    const std::int64_t last =
+        static_cast<std::int64_t>(offset) + static_cast<std::int64_t>(count - 1) * stride;
+    if (offset < 0 || last < 0) {
+        return false;
+    }
+    std::int64_t index = offset;
+    for (int i = 0; i < count; ++i) {
+        T& sample = data[static_cast<std::size_t>(index)];
+        sample = step(sample);
+        index += stride;
+    }
+    return true;
+}
+
+}  // namespace
+
+bool CFilter::FilterData(float* data, int count, int stride, int offset) {
+    if (!m_bPrepared) {
+        return false;
+    }
+    return FilterStrided(data, count, stride, offset,
+                         [this](float v) { return m_bIIR ? FilterIIRData(v) : FilterFIRData(v); });
+}
+
+bool CFilter::FilterData(short* data, int count, int stride, int offset) {
+    if (!m_bPrepared) {
+        return false;
+    }
+    return FilterStrided(data, count, stride, offset, [this](short v) {
+        const float in = static_cast<float>(v);
+        const float out = m_bIIR ? FilterIIRData(in) : FilterFIRData(in);
+        return static_cast<short>(rzf::LowBits16(rzf::TruncToInt32(out)));
+    });
+}
+
+bool CFilter::FilterData(int* data, int count, int stride, int offset) {
+    if (!m_bPrepared) {
+        return false;
+    }
+    return FilterStrided(data, count, stride, offset, [this](int v) {
+        const float in = static_cast<float>(v);
+        const float out = m_bIIR ? FilterIIRData(in) : FilterFIRData(in);
+        return static_cast<int>(rzf::TruncToInt32(out));
+    });
+}

@@ -1,0 +1,209 @@
+#include "RZFilterFunc/iir/IirDesignSteps.h"
+
+#include <RZFilterFunc/iir/IIRFilter.h>
+#include <RZFilterFunc/platform/MathConst.h>
+#include <RZFilterFunc/platform/NumericConvert.h>
+
+#include <cmath>
+
+#include "RZFilterFunc/iir/PolyMath.h"
+
+namespace rzf {
+
+namespace {
+
+constexpr int kCoefCapacity = 200;
+
+double IntPow(double x, int n) {
+    double r = 1.0;
+    for (int i = 0; i < n; ++i) {
+        r *= x;
+    }
+    return r;
+}
+
+double Binomial(int i, int j) {
+    return static_cast<double>(FallingFactorial(i, j)) /
+           static_cast<double>(FallingFactorial(j, j));
+}
+
+// NaN-propagating, so that a NaN edge refuses the design through its order.
+double Larger(double a, double b) {
+    if (std::isnan(a) || std::isnan(b)) {
+        return std::nan("");
+    }
+    return (a > b) ? a : b;
+}
+
+}  // namespace
+
+int EstimateOrderFromSpec(double* e1, double* e2, double* e3, double* e4, double fs, double ap,
+                          double as, int T, int* order, IIRFilter& filter) {
+    if (T > 4 || T < 1) {
+        return 1;
+    }
+    const double t1 = std::tan(kPi * *e1 / fs);
+    const double t2 = std::tan(kPi * *e2 / fs);
+    const double x1 = std::pow(10.0, ap / 10.0) - 1.0;
+    const double x2 = std::pow(10.0, as / 10.0) - 1.0;
+    double k = t1 / t2;
+
+    if (T == 2) {
+        *e1 = *e2;
+        *e2 = 0.0;
+    } else if (T == 3) {
+        const double t3 = std::tan(kPi * *e3 / fs);
+        const double t4 = std::tan(kPi * *e4 / fs);
+        auto omega = [&](double t) { return (t * t - t2 * t3) / (t * (t3 - t2)); };
+        k = Larger(omega(t3) / omega(t4), omega(t2) / omega(t1));
+        *e1 = *e2;
+        *e2 = *e3;
+    } else if (T == 4) {
+        const double t3 = std::tan(kPi * *e3 / fs);
+        const double t4 = std::tan(kPi * *e4 / fs);
+        auto omega = [&](double t) { return t * (t4 - t1) / (t * t - t1 * t4); };
+        k = Larger(omega(t1) / omega(t2), omega(t4) / omega(t3));
+        *e1 = *e2;
+        *e2 = *e4;
+    }
+    *order = TruncToInt32(filter.EstimateOrder(x1, x2, k));
+    return 0;
+}
+
+int TransformSection(const double* b, const double* a, int inCount, int L, int maxDegree, int T,
+                     double f1, double f2, double* outB, double* outA) {
+    if (T < 1 || T > 4) {
+        return 4;
+    }
+    if (!(f1 > 0.0 && f1 <= 0.5)) {
+        return 5;
+    }
+    if (T >= 3 && !(f1 < f2 && f2 <= 0.5)) {
+        return 5;
+    }
+    int m = -1;
+    for (int j = inCount - 1; j >= 0; --j) {
+        if (b[j] != 0.0 || a[j] != 0.0) {
+            m = j;
+            break;
+        }
+    }
+    if (m < 0) {
+        return 1;
+    }
+
+    const double w1 = std::tan(kPi * f1);
+    double bw = 0.0;
+    double w0sq = 0.0;
+    int degree = m;
+    if (T >= 3) {
+        const double w2 = std::tan(kPi * f2);
+        bw = w2 - w1;
+        w0sq = w1 * w2;
+        degree = 2 * m;
+    }
+    if (degree > maxDegree) {
+        return 3;
+    }
+
+    std::vector<double> nb(degree + 1, 0.0);
+    std::vector<double> na(degree + 1, 0.0);
+    if (T == 1) {
+        double scale = 1.0;
+        for (int j = 0; j <= m; ++j) {
+            nb[j] = b[j] / scale;
+            na[j] = a[j] / scale;
+            scale *= w1;
+        }
+    } else if (T == 2) {
+        double scale = 1.0;
+        for (int j = 0; j <= m; ++j) {
+            nb[j] = b[m - j] / scale;
+            na[j] = a[m - j] / scale;
+            scale *= w1;
+        }
+    } else if (T == 3) {
+        // s -> (s^2 + W0^2) / (Bw s), times (Bw s)^m.
+        for (int i = 0; i <= m; ++i) {
+            const double bwPow = IntPow(bw, m - i);
+            for (int j = 0; j <= i; ++j) {
+                const double term = Binomial(i, j) * IntPow(w0sq, i - j) * bwPow;
+                nb[2 * j + m - i] += b[i] * term;
+                na[2 * j + m - i] += a[i] * term;
+            }
+        }
+    } else {
+        // s -> Bw s / (s^2 + W0^2), times (s^2 + W0^2)^m.
+        for (int i = 0; i <= m; ++i) {
+            const double bwPow = IntPow(bw, i);
+            for (int j = 0; j <= m - i; ++j) {
+                const double term = Binomial(m - i, j) * IntPow(w0sq, m - i - j) * bwPow;
+                nb[i + 2 * j] += b[i] * term;
+                na[i + 2 * j] += a[i] * term;
+            }
+        }
+    }
+
+    const int work = (degree + 1 > L) ? degree + 1 : L;
+    std::vector<double> db(work, 0.0);
+    std::vector<double> da(work, 0.0);
+    const int rc = BilinearSection(nb.data(), na.data(), degree + 1, work, db.data(), da.data());
+    if (rc != 0) {
+        return rc;
+    }
+    for (int j = 0; j < L; ++j) {
+        outB[j] = db[j];
+        outA[j] = da[j];
+    }
+    return 0;
+}
+
+int CombineSections(const std::vector<double>& dens, const std::vector<double>& nums, int S, int L,
+                    IIRFilter& filter) {
+    if (S < 1 || L < 2 || (L - 1) * S + 1 > kCoefCapacity ||
+        dens.size() < static_cast<std::size_t>(S) * L ||
+        nums.size() < static_cast<std::size_t>(S) * L) {
+        return 0;
+    }
+    std::vector<double> num(kCoefCapacity, 0.0);
+    std::vector<double> den(kCoefCapacity, 0.0);
+    for (int j = 0; j < L; ++j) {
+        num[j] = nums[j];
+        den[j] = dens[j];
+    }
+    for (int i = 0; i + 1 < S; ++i) {
+        const int R = (i + 2) * (L - 1) + 1;
+        const std::size_t at = static_cast<std::size_t>(i + 1) * L;
+        PolyMultiply(nums.data() + at, L, num.data(), R, num.data());
+        PolyMultiply(dens.data() + at, L, den.data(), R, den.data());
+    }
+
+    delete[] filter.m_pNumerator;
+    delete[] filter.m_pDenominator;
+    filter.m_pNumerator = nullptr;
+    filter.m_pDenominator = nullptr;
+    filter.m_pNumerator = new double[kCoefCapacity];
+    filter.m_pDenominator = new double[kCoefCapacity];
+    for (int j = 0; j < kCoefCapacity; ++j) {
+        filter.m_pNumerator[j] = num[j];
+        filter.m_pDenominator[j] = den[j];
+    }
+
+    // Poles: roots of a0 z^D + a1 z^(D-1) + ... + aD.
+    const int D = (L - 1) * S;
+    std::vector<double> reversed(D + 1);
+    for (int j = 0; j <= D; ++j) {
+        reversed[j] = den[D - j];
+    }
+    std::vector<double> re(D, 0.0);
+    std::vector<double> im(D, 0.0);
+    PolyRoots(reversed.data(), D, re.data(), im.data(), 1e-30);
+    for (int j = 0; j < D; ++j) {
+        if (std::sqrt(re[j] * re[j] + im[j] * im[j]) > 1.0) {
+            return 0;
+        }
+    }
+    return 1;
+}
+
+}  // namespace rzf
