@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <cmath>
 #include <cstdint>
@@ -32,6 +33,8 @@ std::vector<float> Feed(CFirFunc& fir, const std::vector<float>& interleaved,
             std::min<std::size_t>(cuts[c++ % cuts.size()], interleaved.size() - pos);
         std::vector<float> chunk(interleaved.begin() + pos, interleaved.begin() + pos + n);
         std::vector<char> bytes = FloatsToBytes(chunk);
+        // Room for one output frame even when the call is shorter.
+        bytes.resize(std::max<std::size_t>(bytes.size(), fir.m_nChnCount * sizeof(float)));
         const int written = fir.InputDataAndDeal(bytes.data(), static_cast<int>(n));
         for (int i = 0; i < written; ++i) {
             out.push_back(FloatAt(bytes.data(), i));
@@ -139,7 +142,9 @@ TEST(CFirFuncStream, CarriesSamplesUntilAFrameIsComplete) {
     std::vector<char> first = FloatsToBytes(std::vector<float>(x.begin(), x.begin() + 19));
     EXPECT_EQ(fir.InputDataAndDeal(first.data(), 19), 0);
     EXPECT_EQ(fir.m_nPending, 19);
-    std::vector<char> last = FloatsToBytes({x[19]});
+    // One new sample completes a frame whose output is a whole frame: the
+    // buffer needs room for one frame even though the call brings less.
+    std::vector<char> last = FloatsToBytes({x[19], -1.0f});
     ASSERT_EQ(fir.InputDataAndDeal(last.data(), 1), 2);
     EXPECT_EQ(fir.m_nPending, 0);
     // The single output frame is the first output of each channel's cascade.
