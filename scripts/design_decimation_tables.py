@@ -32,7 +32,7 @@ USABLE_DIVISOR = 2.56  # usable output band is [0, fout / 2.56]
 PASS_DEV = 0.0003  # per designed stage, linear (about 0.0026 dB)
 # The 45-tap stage's fixed taps cost stop-band rejection; as the only stage of
 # its ratio it may spend most of the 0.01 dB pass-band budget instead.
-PASS_DEV_BY_RATIO = {2: 0.001}
+PASS_DEV_BY_RATIO = {2: 0.0011}
 GRID_PER_TAP = 12  # grid points per 1/N of normalised frequency
 
 # Stages in processing order per ratio: (taps, factor, -3 dB fraction, fixed taps).

@@ -157,10 +157,10 @@ Quality Measure(int ratio) {
 }
 
 // Least alias rejection asserted per ratio. The ratio-2 stage has four of its
-// taps fixed, which caps its rejection near 78 dB at this pass-band flatness;
-// every other ratio reaches 90 dB.
+// taps fixed; with its -3 dB point and the 0.01 dB flatness this caps the
+// best minimax design at about 78.9 dB. Every other ratio reaches 90 dB.
 double RequiredRejectionDb(int ratio) {
-    return ratio == 2 ? 78.0 : 90.0;
+    return ratio == 2 ? 78.5 : 90.0;
 }
 
 class DecimationQuality : public ::testing::TestWithParam<int> {};
