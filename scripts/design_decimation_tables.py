@@ -14,6 +14,11 @@ found by linear-programming minimax (scipy's HiGHS dual simplex):
     1/sqrt(2) <= A <= 1 + dp  between fp and f3, |A| <= 1/sqrt(2) above f3
                               (monotone-looking transition, one -3 dB crossing)
 
+fp is the usable band of the ratio's final output (fout / 2.56) expressed at
+the stage's own input rate, so each stage of a cascade rejects exactly what
+would fold into the final usable band at its own decimation; what it lets
+through folds outside that band or is rejected by a later stage.
+
 A(f) is the zero-phase amplitude.  Taps given as fixed values are equality
 constraints (substituted as constants).  Everything is deterministic, so
 rerunning the script regenerates exactly the same source file.
