@@ -8,7 +8,7 @@ cd "$(dirname "$0")/.."
 jobs=$(nproc 2>/dev/null || echo 2)
 
 cmake -S . -B build/test -DCMAKE_BUILD_TYPE=RelWithDebInfo -DRZF_WARNINGS_AS_ERRORS=ON \
-  -DRZF_BUILD_BENCH=ON
+  -DRZF_BUILD_BENCH=ON -DRZF_MEMCHECK=ON
 cmake --build build/test -j "$jobs"
 ctest --test-dir build/test --output-on-failure -j "$jobs"
 

@@ -49,7 +49,10 @@ public:
     static bool IsActiveRatio(int nRatio);
     int GetDelChnCount();
     // Decimates nCount raw samples (all channels) and writes the result to the
-    // start of pData; returns the number of samples written.
+    // start of pData; returns the number of samples written. The output is
+    // never longer than the input except when samples carried from earlier
+    // calls complete a frame: pData must then have room for one frame
+    // (m_nChnCount samples) even if nCount is smaller.
     int InputDataAndDeal(char* pData, int nCount);
 
 protected:
