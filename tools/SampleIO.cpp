@@ -240,8 +240,10 @@ bool FrameReader::ParseCsvRow(const std::string& line, std::vector<double>& valu
 
 size_t FrameReader::Read(std::vector<char>& buf, size_t maxFrames) {
     const size_t frameBytes = static_cast<size_t>(m_channels) * m_layout.width;
-    if (buf.size() < maxFrames * frameBytes) {
-        buf.resize(maxFrames * frameBytes);
+    // One spare frame: the decimator may write a whole frame completed by
+    // samples carried from an earlier call, even after a shorter input.
+    if (buf.size() < (maxFrames + 1) * frameBytes) {
+        buf.resize((maxFrames + 1) * frameBytes);
     }
     if (m_format != SampleFormat::Csv) {
         const size_t got = std::fread(buf.data(), 1, maxFrames * frameBytes, m_file);

@@ -39,8 +39,8 @@ public:
     std::uint64_t BytesTotal() const { return m_bytesTotal; }
     std::uint64_t BytesDone() const { return m_bytesDone; }
 
-    // Reads up to maxFrames frames in the raw layout into buf (resized as
-    // needed); returns the frame count, 0 at the end. Malformed or truncated
+    // Reads up to maxFrames frames in the raw layout into buf (resized to hold
+    // maxFrames + 1 frames); returns the frame count, 0 at the end. Malformed or truncated
     // input throws ToolError.
     size_t Read(std::vector<char>& buf, size_t maxFrames);
 
