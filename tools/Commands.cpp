@@ -8,6 +8,7 @@
 #include "DefaultRun.h"
 #include "DesignCommand.h"
 #include "OutputFile.h"
+#include "Plot.h"
 #include "StreamCommands.h"
 
 namespace rzft {
@@ -95,7 +96,9 @@ void Report(const StreamOptions& o, const StreamResult& r) {
 
 }  // namespace
 
-int RunCommandLine(int argc, char** argv) {
+namespace {
+
+int Run(int argc, char** argv) {
     CLI::App app{
         "rzfilter: design digital filters, look at their response, and run recordings "
         "through them.\nWithout a command it designs the default specification, filters a "
@@ -220,6 +223,14 @@ int RunCommandLine(int argc, char** argv) {
         std::fprintf(stderr, "rzfilter: %s\n", e.what());
         return kExitIo;
     }
+}
+
+}  // namespace
+
+int RunCommandLine(int argc, char** argv) {
+    const int code = Run(argc, argv);
+    ReleasePlotResources();
+    return code;
 }
 
 }  // namespace rzft

@@ -2,6 +2,9 @@
 
 #include <cairo-svg.h>
 #include <cairo.h>
+#ifdef RZFT_HAVE_FONTCONFIG
+#include <fontconfig/fontconfig.h>
+#endif
 
 #include <algorithm>
 #include <cmath>
@@ -265,6 +268,13 @@ void PlotSignals(const std::string& path, const std::vector<float>& before,
     }
     Text(cr, kLeft, height - 14.0, "grey: input    blue: filtered", 12.0, 0.0, 0.0);
     canvas.Finish();
+}
+
+void ReleasePlotResources() {
+    cairo_debug_reset_static_data();
+#ifdef RZFT_HAVE_FONTCONFIG
+    FcFini();
+#endif
 }
 
 }  // namespace rzft

@@ -18,4 +18,8 @@ void PlotSignals(const std::string& path, const std::vector<float>& before,
                  const std::vector<float>& after, int channels, double fs,
                  const std::string& title);
 
+// Drops the font caches that drawing text fills (cairo's and fontconfig's),
+// so a leak checker sees a clean exit. Call once, after the last plot.
+void ReleasePlotResources();
+
 }  // namespace rzft
