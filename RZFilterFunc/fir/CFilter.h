@@ -39,8 +39,9 @@ public:
     float FilterFIRData(float x);
     float FilterIIRData(float x);
     // Filters data[offset + i*stride], i = 0..count-1, in place. False when
-    // unprepared, data is null or an index would fall before data[0] (nothing
-    // is changed then); count <= 0 does nothing and returns true.
+    // unprepared; on a prepared engine count <= 0 does nothing and returns
+    // true, and otherwise a null data or an index that would fall before
+    // data[0] gives false with nothing changed.
     bool FilterData(float* data, int count, int stride, int offset);
     bool FilterData(short* data, int count, int stride, int offset);
     bool FilterData(int* data, int count, int stride, int offset);

@@ -195,6 +195,10 @@ TEST(CFilter, BadBlockArgumentsTouchNothing) {
     f.SetFIRCoief(1, &one);
     float* none = nullptr;
     EXPECT_FALSE(f.FilterData(none, 4, 1, 0));
+    // An empty block is done whatever the buffer: nothing to read or write.
+    EXPECT_TRUE(f.FilterData(none, 0, 1, 0));
+    EXPECT_TRUE(f.FilterData(static_cast<short*>(nullptr), -1, 1, 0));
+    EXPECT_TRUE(f.FilterData(static_cast<int*>(nullptr), 0, 1, -5));
     float data[4] = {1, 2, 3, 4};
     EXPECT_TRUE(f.FilterData(data, 0, 1, 0));
     EXPECT_TRUE(f.FilterData(data, -3, 1, 0));
