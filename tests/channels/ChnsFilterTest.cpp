@@ -110,3 +110,32 @@ TEST(ChnsFilter, BuffersGrowOnlyAndRedesignRestarts) {
     ASSERT_TRUE(f.DesignFilter(0, &p));  // zero history again
     EXPECT_EQ(FilterFloats(f, {6, 6}), (std::vector<float>{3, 6}));
 }
+
+TEST(ChnsFilter, ChannelWhoseDesignFailsAfterValidationPassesThrough) {
+    TraceCapture quiet;
+    CChnsFilterFunc f;
+    ASSERT_TRUE(f.Init(1, 4, 1000.0f));
+    CFilterParam p = Average(2);
+    ASSERT_TRUE(f.DesignFilter(0, &p));
+    EXPECT_EQ(FilterFloats(f, {4, 8}), (std::vector<float>{2, 6}));
+
+    // Butterworth low-pass 100 / 300 Hz, 3 dB / 20 dB: the order estimate
+    // 0.5 log10(99 / 0.995) / log10(tan(0.3 pi) / tan(0.1 pi)) + 0.9 = 2.49
+    // truncates to 2, below the lowest order 3. Validation passes, so the
+    // channel stays enabled, but there are no coefficients to filter with.
+    CFilterParam lp{};
+    lp.m_nDesignMethod = DM_BUTTERWORTH;
+    lp.m_nBandType = BAND_LOWPASS;
+    lp.m_dFreq1 = 100.0;
+    lp.m_dFreq2 = 300.0;
+    lp.m_dFreq3 = 320.0;
+    lp.m_dFreq4 = 350.0;
+    lp.m_dPassRipple = 3.0;
+    lp.m_dStopAtten = 20.0;
+    ASSERT_TRUE(f.DesignFilter(0, &lp));
+    ASSERT_TRUE(f.m_ppChannels[0]->m_bEnabled);
+    ASSERT_FALSE(f.m_ppChannels[0]->m_pFilterUser->GetIsStability());
+    // The samples come back as they went in, not the previous block's output.
+    EXPECT_EQ(FilterFloats(f, {10, -20}), (std::vector<float>{10, -20}));
+    EXPECT_EQ(FilterFloats(f, {1.5f, 2.5f, 3.5f}), (std::vector<float>{1.5f, 2.5f, 3.5f}));
+}
