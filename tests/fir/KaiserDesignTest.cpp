@@ -137,8 +137,29 @@ TEST(KaiserDesign, UnusableInputGivesNoTaps) {
                   0);
         EXPECT_EQ(taps, nullptr);
     }
+}
+
+// The sampling frequency only scales the edges; nothing checks it. At 0 Hz
+// the edges become 100 / 0 = inf, so the taps are not finite, but the length
+// still follows the attenuation and transition: 60 dB and 0.1 give 75 taps.
+TEST(KaiserDesign, SamplingFrequencyIsNotChecked) {
     CKaiserFilter k;
-    EXPECT_EQ(Design(k, 1, 0.0, 100.0, 0.0, 60.0, 0.1), 0);
-    EXPECT_EQ(k.m_pCoef, nullptr);
-    EXPECT_EQ(k.m_nLength, 0);
+    ASSERT_EQ(Design(k, 1, 0.0, 100.0, 0.0, 60.0, 0.1), 75);
+    ASSERT_NE(k.m_pCoef, nullptr);
+    EXPECT_EQ(k.m_pCoef[37], HUGE_VAL);  // 16384 (g + inf)
+    EXPECT_TRUE(std::isnan(k.m_pCoef[0]));
+
+    // Four edges at 0 Hz: the transition 2 (50 / 0) is infinite, the length
+    // estimate truncates 52.05 / inf + 1 to 1, giving 3 taps.
+    double* taps = nullptr;
+    EXPECT_EQ(CFilter::DesignFilter(taps, 0.0f, 1, 100.0f, 150.0f, 0.0f, 0.0f, 60), 3);
+    std::unique_ptr<double[]> owner(taps);
+    ASSERT_NE(taps, nullptr);
+
+    // A negative rate only flips the normalised edge: -100 / 500 = -0.2 and
+    // the centre tap is 16384 (0.05 - 0.2).
+    double* neg = nullptr;
+    ASSERT_EQ(CFilter::DesignFilter(neg, -1000.0f, 1, 100.0f, 0.0f, 60, 0.1), 75);
+    std::unique_ptr<double[]> ownNeg(neg);
+    EXPECT_DOUBLE_EQ(neg[37], 16384.0 * (0.05 - 0.2));
 }
