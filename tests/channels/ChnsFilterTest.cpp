@@ -53,6 +53,9 @@ TEST(ChnsFilter, ParameterRecordLandsInTheChannelDesigner) {
     ASSERT_TRUE(f.Init(1, 4, 999.9f));
     CFilterParam p = Average(6);
     p.m_nWindowType = 2;
+    p.m_nBandType = BAND_HIGHPASS;  // none of these is a designer default
+    p.m_dPassRipple = 0.7;
+    p.m_dStopAtten = 33.0;
     p.m_dUnused = 5e5;  // never the rate
     p.m_dReserved = 7.5;
     ASSERT_TRUE(f.DesignFilter(0, &p));
@@ -62,6 +65,9 @@ TEST(ChnsFilter, ParameterRecordLandsInTheChannelDesigner) {
     EXPECT_EQ(u.m_nOrder, 6);
     EXPECT_EQ(u.m_nFIRLength, 6);
     EXPECT_EQ(u.m_nWindowType, 2);
+    EXPECT_EQ(u.m_nBandType, BAND_HIGHPASS);
+    EXPECT_EQ(u.m_dPassRipple, 0.7);
+    EXPECT_EQ(u.m_dStopAtten, 33.0);
     EXPECT_EQ(u.m_dFreq1, 10.0);
     EXPECT_EQ(u.m_dFreq2, 20.0);
     EXPECT_EQ(u.m_dFreq3, 30.0);
