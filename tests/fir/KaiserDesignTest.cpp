@@ -120,6 +120,31 @@ TEST(KaiserDesign, FourEdgeOverloadUsesNarrowerTransition) {
     }
 }
 
+TEST(KaiserDesign, FourEdgeHighPassAndBandStopTransitions) {
+    // High-pass 250 Hz pass edge, 200 Hz stop edge: 2 (50 / 1000) in float.
+    // Band-stop pass 100 / 400, stops 150 / 250: the narrower gap is 50 Hz.
+    struct Case {
+        int band;
+        float f1, f2, f3, f4;
+        float pass2;
+    } cases[] = {{2, 250.0f, 200.0f, 0.0f, 0.0f, 0.0f},
+                 {4, 100.0f, 150.0f, 250.0f, 400.0f, 400.0f}};
+    for (const Case& c : cases) {
+        double* four = nullptr;
+        const int n4 = CFilter::DesignFilter(four, 1000.0f, c.band, c.f1, c.f2, c.f3, c.f4, 60);
+        std::unique_ptr<double[]> ownFour(four);
+        double* two = nullptr;
+        const int n2 = CFilter::DesignFilter(two, 1000.0f, c.band, c.f1, c.pass2, 60,
+                                             2.0 * static_cast<double>(50.0f / 1000.0f));
+        std::unique_ptr<double[]> ownTwo(two);
+        ASSERT_EQ(n4, 75) << c.band;
+        ASSERT_EQ(n2, n4) << c.band;
+        for (int k = 0; k < n4; ++k) {
+            EXPECT_EQ(four[k], two[k]) << c.band << " " << k;
+        }
+    }
+}
+
 TEST(KaiserDesign, UnusableInputGivesNoTaps) {
     double dummy = 0.0;
     const double transitions[] = {0.0, -0.1, NAN, 1e-12};
