@@ -240,15 +240,16 @@ float CFilter::FilterIIRData(float x) {
 
 namespace {
 
-// Visits data[offset + i*stride] for i = 0..count-1; refuses a null buffer
-// or any index before the buffer's start (nothing is changed then).
+// Visits data[offset + i*stride] for i = 0..count-1. An empty block is done
+// at once; otherwise a null buffer or any index before the buffer's start is
+// refused (nothing is changed then).
 template <typename T, typename Step>
 bool FilterStrided(T* data, int count, int stride, int offset, Step step) {
-    if (data == nullptr) {
-        return false;
-    }
     if (count <= 0) {
         return true;
+    }
+    if (data == nullptr) {
+        return false;
     }
     const std::int64_t last =
         static_cast<std::int64_t>(offset) + static_cast<std::int64_t>(count - 1) * stride;
