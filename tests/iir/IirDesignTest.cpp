@@ -543,3 +543,25 @@ TEST(PrototypeSections, OrdersNearTheIntLimit) {
     EXPECT_EQ(n[0], d[0]);
     EXPECT_NEAR(d[0], 1.0 / std::sinh(c), 1e-3 / std::sinh(c));
 }
+
+// A recorded order beyond the arrays evaluates all 200 coefficients.
+TEST(IirResponse, OrderBeyondTheArraysUsesTheirCapacity) {
+    ButwcfFilter f;
+    f.m_dSampleFreq = 8.0;
+    f.m_nRespCount = 4;
+    f.m_nFilterOrder = std::numeric_limits<int>::max();
+    f.m_pNumerator = new double[200]();
+    f.m_pDenominator = new double[200]();
+    f.m_pDenominator[0] = 1.0;
+    // (1 + z^-1) / 2: |H| = cos(w/2), phase -w/2, peak 1 at DC.
+    f.m_pNumerator[0] = 0.5;
+    f.m_pNumerator[1] = 0.5;
+    int count = 0;
+    const double* amp = f.GetAmplitudeResponse(&count);
+    ASSERT_NE(amp, nullptr);
+    for (int i = 0; i < 4; ++i) {
+        const double w = M_PI * i / 4.0;
+        EXPECT_NEAR(amp[i], 20.0 * std::log10(std::cos(w / 2.0)), 1e-12) << i;
+        EXPECT_NEAR(f.m_pPhase[i], -w / 2.0, 1e-12) << i;
+    }
+}
