@@ -504,7 +504,9 @@ void FilterUser::getUnwrapedPhase() {
     }
     double* p = m_pFilter->m_pPhase;
     const int n = m_pFilter->m_nRespCount;
-    if (p == nullptr || n - 1 < 1) {
+    // Fewer than two points (n < 2 rather than n - 1 < 1, which overflows for
+    // the most negative count).
+    if (p == nullptr || n < 2) {
         return;
     }
     // The designs' phase is a one-argument arctangent: its jumps are of pi.
