@@ -457,6 +457,11 @@ void FilterUser::InputToFilter(float* in, int count, float* coef, int taps, floa
         return;
     }
     const int pad = 3 * taps - 3;
+    // The padded record goes through Fir_Filter's int count; one that would not
+    // fit is left alone rather than overflow.
+    if (static_cast<std::int64_t>(count) + 2 * static_cast<std::int64_t>(pad) > INT32_MAX) {
+        return;
+    }
     const int total = count + 2 * pad;
 
     std::vector<float> ext(static_cast<std::size_t>(total));
