@@ -101,7 +101,9 @@ void FilterUser::PrepareState(int length) {
         m_bFirstInput = false;
         return;
     }
-    if (length >= 1 && (m_pState == nullptr || m_nStateLength != length)) {
+    // Without a restart the array held carries on, as long as it is long enough
+    // for the loops; a shorter one (or none) is replaced by zeros.
+    if (length >= 1 && (m_pState == nullptr || m_nStateLength < length)) {
         RebuildState(length);
     }
 }
