@@ -220,3 +220,31 @@ TEST(DesignFlow, InitDesCopiesTheParametersAndDesigns) {
     EXPECT_FALSE(target.GetErrorMessage().empty());
     EXPECT_EQ(trace.Lines().size(), 1u);
 }
+
+// A reset forgets the response arrays without freeing them: pointers a caller
+// took earlier stay readable until the filter is destroyed.
+TEST(DesignFlow, ResetKeepsEarlierResponsePointersReadable) {
+    AverageFilter filter;
+    filter.m_pFreqAxis = new double[3]{0.0, 1.0, 2.0};
+    filter.m_pAmplitude = new double[3]{0.0, -3.0, -20.0};
+    filter.m_pPhase = new double[3]{0.0, -0.5, -1.0};
+    filter.m_nRespCount = 3;
+    filter.m_bStable = true;
+    filter.m_strError = "kept";
+    filter.m_dSampleFreq = 100.0;
+    const double* freq = filter.m_pFreqAxis;
+    const double* amplitude = filter.m_pAmplitude;
+    const double* phase = filter.m_pPhase;
+
+    filter.ResetDesign();
+    EXPECT_EQ(filter.m_pFreqAxis, nullptr);
+    EXPECT_EQ(filter.m_pAmplitude, nullptr);
+    EXPECT_EQ(filter.m_pPhase, nullptr);
+    EXPECT_EQ(filter.m_nRespCount, 2048);
+    EXPECT_EQ(filter.m_dSampleFreq, -1.0);
+    EXPECT_FALSE(filter.m_bStable);
+    EXPECT_EQ(filter.m_strError, "kept");
+    EXPECT_EQ(freq[2], 2.0);
+    EXPECT_EQ(amplitude[1], -3.0);
+    EXPECT_EQ(phase[2], -1.0);
+}
