@@ -36,17 +36,7 @@ CChnsFilterFunc::CChnsFilterFunc()
 // released or re-initialised first.
 CChnsFilterFunc::CChnsFilterFunc(const CChnsFilterFunc& other) = default;
 
-CChnsFilterFunc& CChnsFilterFunc::operator=(const CChnsFilterFunc& other) {
-    if (this != &other) {
-        m_bInit = other.m_bInit;
-        m_ppChannels = other.m_ppChannels;
-        m_nSampleWidth = other.m_nSampleWidth;
-        m_nChannelCount = other.m_nChannelCount;
-        m_fSampleRate = other.m_fSampleRate;
-        m_channelsOwner = other.m_channelsOwner;
-    }
-    return *this;
-}
+CChnsFilterFunc& CChnsFilterFunc::operator=(const CChnsFilterFunc& other) = default;
 
 CChnsFilterFunc::~CChnsFilterFunc() {
     Release();

@@ -58,6 +58,9 @@ public:
     int m_nIndex;
 
 private:
+    void Load(bool iir, int count, std::shared_ptr<double[]> coefA,
+              std::shared_ptr<double[]> coefB);
+
     std::shared_ptr<double[]> m_coefAOwner;
     std::shared_ptr<double[]> m_coefBOwner;
     std::shared_ptr<double[]> m_stateOwner;
