@@ -97,17 +97,7 @@ CChnsBesselFilterFun::CChnsBesselFilterFun()
 // holder, so either object may be released or re-initialised first.
 CChnsBesselFilterFun::CChnsBesselFilterFun(const CChnsBesselFilterFun& other) = default;
 
-CChnsBesselFilterFun& CChnsBesselFilterFun::operator=(const CChnsBesselFilterFun& other) {
-    if (this != &other) {
-        m_bInit = other.m_bInit;
-        m_ppChannels = other.m_ppChannels;
-        m_nSampleWidth = other.m_nSampleWidth;
-        m_nChannelCount = other.m_nChannelCount;
-        m_fSampleRate = other.m_fSampleRate;
-        m_channelsOwner = other.m_channelsOwner;
-    }
-    return *this;
-}
+CChnsBesselFilterFun& CChnsBesselFilterFun::operator=(const CChnsBesselFilterFun& other) = default;
 
 CChnsBesselFilterFun::~CChnsBesselFilterFun() {
     Release();

@@ -1,5 +1,6 @@
 #include <RZFilterFunc/channels/CChnsFilterFunc.h>
 
+#include <algorithm>
 #include <cstddef>
 
 #include "RZFilterFunc/channels/FrameBuffers.h"
@@ -35,17 +36,7 @@ CChnsFilterFunc::CChnsFilterFunc()
 // released or re-initialised first.
 CChnsFilterFunc::CChnsFilterFunc(const CChnsFilterFunc& other) = default;
 
-CChnsFilterFunc& CChnsFilterFunc::operator=(const CChnsFilterFunc& other) {
-    if (this != &other) {
-        m_bInit = other.m_bInit;
-        m_ppChannels = other.m_ppChannels;
-        m_nSampleWidth = other.m_nSampleWidth;
-        m_nChannelCount = other.m_nChannelCount;
-        m_fSampleRate = other.m_fSampleRate;
-        m_channelsOwner = other.m_channelsOwner;
-    }
-    return *this;
-}
+CChnsFilterFunc& CChnsFilterFunc::operator=(const CChnsFilterFunc& other) = default;
 
 CChnsFilterFunc::~CChnsFilterFunc() {
     Release();
@@ -137,6 +128,10 @@ int CChnsFilterFunc::InputDataAndDeal(char* data, int type, int byteCount) {
             ch->m_pIn[j] =
                 ConvertData(first + static_cast<std::size_t>(j) * frameBytes, effectiveType);
         }
+        // A designer without usable coefficients (its design failed after
+        // validation) writes no output; the samples then pass through instead
+        // of whatever the buffer last held.
+        std::copy(ch->m_pIn, ch->m_pIn + frames, ch->m_pOut);
         ch->m_pFilterUser->FilterData(ch->m_pIn, ch->m_pOut, frames);
         for (int j = 0; j < frames; ++j) {
             ConvertData(ch->m_pOut[j], first + static_cast<std::size_t>(j) * frameBytes,

@@ -36,8 +36,14 @@ void ClassicFilter::ResetDesign() {
     m_nBandType = 0;
     m_nLength = 1;
     m_nRespCount = 2048;
-    // A reset filter describes no design, so its old response goes with it.
-    ReleaseResponse();
+    // The response pointers are forgotten, not freed: a caller may still read
+    // arrays it was given before the reset.
+    for (double** array : {&m_pFreqAxis, &m_pAmplitude, &m_pPhase}) {
+        if (*array != nullptr) {
+            m_retiredResponse.emplace_back(*array);
+            *array = nullptr;
+        }
+    }
     m_bStable = false;
 }
 

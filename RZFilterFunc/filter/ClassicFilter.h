@@ -1,6 +1,8 @@
 #pragma once
 
+#include <memory>
 #include <string>
+#include <vector>
 
 #include <RZFilterFunc/RZFilterFunc_export.h>
 
@@ -41,4 +43,9 @@ public:
 protected:
     // Frees the three response arrays and nulls them.
     void ReleaseResponse();
+
+private:
+    // Response arrays a reset has forgotten: pointers handed out before the
+    // reset stay valid, and the arrays are freed with the filter.
+    std::vector<std::unique_ptr<double[]>> m_retiredResponse;
 };

@@ -101,7 +101,9 @@ void FilterUser::PrepareState(int length) {
         m_bFirstInput = false;
         return;
     }
-    if (length >= 1 && (m_pState == nullptr || m_nStateLength != length)) {
+    // Without a restart the array held carries on, as long as it is long enough
+    // for the loops; a shorter one (or none) is replaced by zeros.
+    if (length >= 1 && (m_pState == nullptr || m_nStateLength < length)) {
         RebuildState(length);
     }
 }
@@ -457,6 +459,11 @@ void FilterUser::InputToFilter(float* in, int count, float* coef, int taps, floa
         return;
     }
     const int pad = 3 * taps - 3;
+    // The padded record goes through Fir_Filter's int count; one that would not
+    // fit is left alone rather than overflow.
+    if (static_cast<std::int64_t>(count) + 2 * static_cast<std::int64_t>(pad) > INT32_MAX) {
+        return;
+    }
     const int total = count + 2 * pad;
 
     std::vector<float> ext(static_cast<std::size_t>(total));
@@ -504,7 +511,9 @@ void FilterUser::getUnwrapedPhase() {
     }
     double* p = m_pFilter->m_pPhase;
     const int n = m_pFilter->m_nRespCount;
-    if (p == nullptr || n - 1 < 1) {
+    // Fewer than two points (n < 2 rather than n - 1 < 1, which overflows for
+    // the most negative count).
+    if (p == nullptr || n < 2) {
         return;
     }
     // The designs' phase is a one-argument arctangent: its jumps are of pi.

@@ -63,9 +63,9 @@ private:
     // Replaces the state by length zeros (no array for length < 1).
     void RebuildState(int length);
     // Keeps the state in step with the branch about to run: a fresh start when
-    // m_bFirstInput is set, and a zeroed rebuild whenever the array held does
-    // not have the length the current design needs (a redesign without a
-    // restart may change it), so the loops never leave the array.
+    // m_bFirstInput is set; otherwise the array held carries on, and is rebuilt
+    // with zeros only when it is shorter than the current design needs (a
+    // redesign without a restart may lengthen it), so the loops never leave it.
     void PrepareState(int length);
 
 public:

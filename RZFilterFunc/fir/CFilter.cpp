@@ -120,24 +120,7 @@ void CFilter::SetFIRCoief(int count, double* taps) {
     if (count >= 1 && taps != nullptr) {
         coef = CopyArray(taps, count);
     }
-    m_coefAOwner.reset();
-    m_coefBOwner.reset();
-    m_stateOwner.reset();
-    m_pCoefA = nullptr;
-    m_pCoefB = nullptr;
-    m_pState = nullptr;
-    m_bPrepared = false;
-    m_bResetPending = true;
-    m_bIIR = false;
-    m_nCoefCount = count;
-    if (!coef) {
-        return;
-    }
-    m_coefAOwner = std::move(coef);
-    m_stateOwner.reset(new double[static_cast<std::size_t>(count)]());
-    m_pCoefA = m_coefAOwner.get();
-    m_pState = m_stateOwner.get();
-    m_bPrepared = true;
+    Load(false, count, std::move(coef), nullptr);
 }
 
 void CFilter::SetIIRCoief(int count, double* a, double* b) {
@@ -147,26 +130,25 @@ void CFilter::SetIIRCoief(int count, double* a, double* b) {
         coefA = CopyArray(a, count);
         coefB = CopyArray(b, count);
     }
-    m_coefAOwner.reset();
-    m_coefBOwner.reset();
-    m_stateOwner.reset();
-    m_pCoefA = nullptr;
-    m_pCoefB = nullptr;
-    m_pState = nullptr;
-    m_bPrepared = false;
-    m_bResetPending = true;
-    m_bIIR = true;
-    m_nCoefCount = count;
-    if (!coefA) {
-        return;
-    }
+    Load(true, count, std::move(coefA), std::move(coefB));
+}
+
+// Replaces the loaded set; without coefficients the engine stays unprepared.
+void CFilter::Load(bool iir, int count, std::shared_ptr<double[]> coefA,
+                   std::shared_ptr<double[]> coefB) {
     m_coefAOwner = std::move(coefA);
     m_coefBOwner = std::move(coefB);
-    m_stateOwner.reset(new double[static_cast<std::size_t>(count)]());
+    m_stateOwner.reset();
+    m_bResetPending = true;
+    m_bIIR = iir;
+    m_nCoefCount = count;
+    m_bPrepared = static_cast<bool>(m_coefAOwner);
+    if (m_bPrepared) {
+        m_stateOwner.reset(new double[static_cast<std::size_t>(count)]());
+    }
     m_pCoefA = m_coefAOwner.get();
     m_pCoefB = m_coefBOwner.get();
     m_pState = m_stateOwner.get();
-    m_bPrepared = true;
 }
 
 void CFilter::Reset() {
@@ -240,15 +222,16 @@ float CFilter::FilterIIRData(float x) {
 
 namespace {
 
-// Visits data[offset + i*stride] for i = 0..count-1; refuses a null buffer
-// or any index before the buffer's start (nothing is changed then).
+// Visits data[offset + i*stride] for i = 0..count-1. An empty block is done
+// at once; otherwise a null buffer or any index before the buffer's start is
+// refused (nothing is changed then).
 template <typename T, typename Step>
 bool FilterStrided(T* data, int count, int stride, int offset, Step step) {
-    if (data == nullptr) {
-        return false;
-    }
     if (count <= 0) {
         return true;
+    }
+    if (data == nullptr) {
+        return false;
     }
     const std::int64_t last =
         static_cast<std::int64_t>(offset) + static_cast<std::int64_t>(count - 1) * stride;

@@ -16,8 +16,8 @@ public:
 
     // Kaiser FIR design from a normalised transition width (1.0 = Nyquist).
     // taps receives a new array (caller frees with delete[]); returns its size.
-    // A transition width that is not positive, a sampling frequency that is
-    // not positive or a band type outside 1..4 gives 0 with taps null.
+    // A transition width that is not positive or a band type outside 1..4
+    // gives 0 with taps null.
     static int DesignFilter(double*& taps, float fs, int bandType, float f1, float f2,
                             int attenuationDb, double transition);
     // Kaiser FIR design from four edges (pass, stop, stop, pass); returns 0 and
@@ -39,8 +39,9 @@ public:
     float FilterFIRData(float x);
     float FilterIIRData(float x);
     // Filters data[offset + i*stride], i = 0..count-1, in place. False when
-    // unprepared, data is null or an index would fall before data[0] (nothing
-    // is changed then); count <= 0 does nothing and returns true.
+    // unprepared; on a prepared engine count <= 0 does nothing and returns
+    // true, and otherwise a null data or an index that would fall before
+    // data[0] gives false with nothing changed.
     bool FilterData(float* data, int count, int stride, int offset);
     bool FilterData(short* data, int count, int stride, int offset);
     bool FilterData(int* data, int count, int stride, int offset);
@@ -57,6 +58,9 @@ public:
     int m_nIndex;
 
 private:
+    void Load(bool iir, int count, std::shared_ptr<double[]> coefA,
+              std::shared_ptr<double[]> coefB);
+
     std::shared_ptr<double[]> m_coefAOwner;
     std::shared_ptr<double[]> m_coefBOwner;
     std::shared_ptr<double[]> m_stateOwner;

@@ -91,7 +91,7 @@ CKaiserFilter::~CKaiserFilter() {
 int CKaiserFilter::Design() {
     const double atten = m_dAtten;
     const double transition = m_dTransition;
-    if (m_nBandType < 1 || m_nBandType > 4 || !(transition > 0.0) || !(m_dNyquist > 0.0)) {
+    if (m_nBandType < 1 || m_nBandType > 4 || !(transition > 0.0)) {
         return 0;
     }
     // The edges are normalised to Nyquist = 1.0 before the estimate.

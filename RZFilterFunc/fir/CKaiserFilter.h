@@ -12,8 +12,9 @@ public:
 
     // Designs from the fields below (edges in Hz, m_dNyquist in Hz); returns
     // the tap count left in m_nLength and m_pCoef, or 0 when refused (band
-    // type outside 1..4, transition width or Nyquist not positive, or a
-    // length beyond kMaxHalfLength), which changes nothing.
+    // type outside 1..4, transition width not positive, or a length beyond
+    // kMaxHalfLength), which changes nothing. m_dNyquist only scales the
+    // edges and is not checked: a zero gives taps that are not finite.
     int Design();
 
     // Largest length estimate accepted (the design has 2n + 1 taps).

@@ -4,6 +4,7 @@
 #include <RZFilterFunc/platform/MathConst.h>
 
 #include <cmath>
+#include <cstdint>
 #include <vector>
 
 #include "RZFilterFunc/iir/IirDesignSteps.h"
@@ -20,7 +21,10 @@ double ButwcfFilter::EstimateOrder(double x1, double x2, double k) {
 }
 
 int ButwcfFilter::ButterworthSection(int N, int k, double* numerator, double* denominator) {
-    if (k < 1 || k > (N + 1) / 2) {
+    // 64-bit and double arithmetic: N + 1 and N + 2k - 1 leave the int range
+    // for the largest orders.
+    const std::int64_t sections = (static_cast<std::int64_t>(N) + 1) / 2;
+    if (k < 1 || k > sections) {
         return 2;
     }
     if (N < 1) {
@@ -32,12 +36,13 @@ int ButwcfFilter::ButterworthSection(int N, int k, double* numerator, double* de
     }
     numerator[0] = 1.0;
     denominator[0] = 1.0;
-    if (k - (N + 1) * 0.5 == 0.0) {
+    if (k - (static_cast<double>(N) + 1.0) * 0.5 == 0.0) {
         // Last section of an odd order: s + 1.
         denominator[1] = 1.0;
         return 0;
     }
-    denominator[1] = -2.0 * std::cos(static_cast<double>(N + 2 * k - 1) * rzf::kPi / (2.0 * N));
+    const double angle = static_cast<double>(N) + 2.0 * k - 1.0;
+    denominator[1] = -2.0 * std::cos(angle * rzf::kPi / (2.0 * N));
     denominator[2] = 1.0;
     return 0;
 }

@@ -3,10 +3,13 @@
 #include <RZFilterFunc/platform/MathConst.h>
 
 #include <cmath>
+#include <cstdint>
 
 double ChebyiFilter::PrototypeSection(int N, int i, int m, double kc, double A, double* numerator,
                                       double* denominator) {
-    const double theta = (2 * i + 1) * rzf::kPi / (2 * N);
+    // Double arithmetic: 2i + 1 and 2N leave the int range for the largest
+    // orders.
+    const double theta = (2.0 * i + 1.0) * rzf::kPi / (2.0 * N);
     // Ripple chosen so that the stop edge kc sees exactly the attenuation A.
     const double eps = A / std::cosh(N * std::log(std::sqrt(kc * kc - 1.0) + kc));
     const double g = std::sqrt(eps * eps + 1.0);
@@ -18,7 +21,7 @@ double ChebyiFilter::PrototypeSection(int N, int i, int m, double kc, double A, 
         numerator[j] = 0.0;
         denominator[j] = 0.0;
     }
-    if (N % 2 != 0 && i + 1 == (N + 1) / 2) {
+    if (N % 2 != 0 && static_cast<std::int64_t>(i) + 1 == (static_cast<std::int64_t>(N) + 1) / 2) {
         numerator[0] = -sigma;
         denominator[0] = -sigma;
         denominator[1] = 1.0;

@@ -3,10 +3,13 @@
 #include <RZFilterFunc/platform/MathConst.h>
 
 #include <cmath>
+#include <cstdint>
 
 double ChebyiiFilter::PrototypeSection(int N, int i, int m, double kc, double A, double* numerator,
                                        double* denominator) {
-    const double theta = (2 * i + 1) * rzf::kPi / (2 * N);
+    // Double arithmetic: 2i + 1 and 2N leave the int range for the largest
+    // orders.
+    const double theta = (2.0 * i + 1.0) * rzf::kPi / (2.0 * N);
     const double r = std::pow(A + std::sqrt(A * A - 1.0), 1.0 / N);
     const double sigma = std::sin(theta) * (1.0 / r - r) / 2.0;
     const double omega = (1.0 / r + r) / 2.0 * std::cos(theta);
@@ -19,7 +22,7 @@ double ChebyiiFilter::PrototypeSection(int N, int i, int m, double kc, double A,
         numerator[j] = 0.0;
         denominator[j] = 0.0;
     }
-    if (N % 2 != 0 && i + 1 == (N + 1) / 2) {
+    if (N % 2 != 0 && static_cast<std::int64_t>(i) + 1 == (static_cast<std::int64_t>(N) + 1) / 2) {
         numerator[0] = -pr;
         denominator[0] = -pr;
         denominator[1] = 1.0;

@@ -93,13 +93,13 @@ void IIRFilter::ComputeResponse() {
     m_pAmplitude = new double[n];
     m_pPhase = new double[n];
 
-    // The arrays hold 200 coefficients whatever the recorded order says.
-    int coefs = m_nFilterOrder + 1;
-    if (coefs < 0) {
-        coefs = 0;
-    }
-    if (coefs > kCoefCapacity) {
+    // The arrays hold 200 coefficients whatever the recorded order says
+    // (clamped before adding one, so that no order overflows).
+    int coefs = 0;
+    if (m_nFilterOrder >= kCoefCapacity) {
         coefs = kCoefCapacity;
+    } else if (m_nFilterOrder >= 0) {
+        coefs = m_nFilterOrder + 1;
     }
     const double* b = m_pNumerator;
     const double* a = m_pDenominator;

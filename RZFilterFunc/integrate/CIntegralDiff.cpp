@@ -14,19 +14,7 @@ CIntegralDiff::CIntegralDiff()
 // both. The shared owners keep each record alive until its last holder goes.
 CIntegralDiff::CIntegralDiff(const CIntegralDiff& other) = default;
 
-CIntegralDiff& CIntegralDiff::operator=(const CIntegralDiff& other) {
-    if (this != &other) {
-        m_bFirst = other.m_bFirst;
-        m_nSampleType = other.m_nSampleType;
-        m_nSampleBytes = other.m_nSampleBytes;
-        m_nChnStride = other.m_nChnStride;
-        m_nFirstChn = other.m_nFirstChn;
-        m_vecChannels = other.m_vecChannels;
-        m_mapState = other.m_mapState;
-        m_stateOwners = other.m_stateOwners;
-    }
-    return *this;
-}
+CIntegralDiff& CIntegralDiff::operator=(const CIntegralDiff& other) = default;
 
 CIntegralDiff::~CIntegralDiff() = default;
 

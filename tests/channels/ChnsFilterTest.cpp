@@ -53,6 +53,9 @@ TEST(ChnsFilter, ParameterRecordLandsInTheChannelDesigner) {
     ASSERT_TRUE(f.Init(1, 4, 999.9f));
     CFilterParam p = Average(6);
     p.m_nWindowType = 2;
+    p.m_nBandType = BAND_HIGHPASS;  // none of these is a designer default
+    p.m_dPassRipple = 0.7;
+    p.m_dStopAtten = 33.0;
     p.m_dUnused = 5e5;  // never the rate
     p.m_dReserved = 7.5;
     ASSERT_TRUE(f.DesignFilter(0, &p));
@@ -62,6 +65,9 @@ TEST(ChnsFilter, ParameterRecordLandsInTheChannelDesigner) {
     EXPECT_EQ(u.m_nOrder, 6);
     EXPECT_EQ(u.m_nFIRLength, 6);
     EXPECT_EQ(u.m_nWindowType, 2);
+    EXPECT_EQ(u.m_nBandType, BAND_HIGHPASS);
+    EXPECT_EQ(u.m_dPassRipple, 0.7);
+    EXPECT_EQ(u.m_dStopAtten, 33.0);
     EXPECT_EQ(u.m_dFreq1, 10.0);
     EXPECT_EQ(u.m_dFreq2, 20.0);
     EXPECT_EQ(u.m_dFreq3, 30.0);
@@ -109,4 +115,33 @@ TEST(ChnsFilter, BuffersGrowOnlyAndRedesignRestarts) {
     EXPECT_EQ(f.m_ppChannels[0]->m_nCapacity, 100);
     ASSERT_TRUE(f.DesignFilter(0, &p));  // zero history again
     EXPECT_EQ(FilterFloats(f, {6, 6}), (std::vector<float>{3, 6}));
+}
+
+TEST(ChnsFilter, ChannelWhoseDesignFailsAfterValidationPassesThrough) {
+    TraceCapture quiet;
+    CChnsFilterFunc f;
+    ASSERT_TRUE(f.Init(1, 4, 1000.0f));
+    CFilterParam p = Average(2);
+    ASSERT_TRUE(f.DesignFilter(0, &p));
+    EXPECT_EQ(FilterFloats(f, {4, 8}), (std::vector<float>{2, 6}));
+
+    // Butterworth low-pass 100 / 300 Hz, 3 dB / 20 dB: the order estimate
+    // 0.5 log10(99 / 0.995) / log10(tan(0.3 pi) / tan(0.1 pi)) + 0.9 = 2.49
+    // truncates to 2, below the lowest order 3. Validation passes, so the
+    // channel stays enabled, but there are no coefficients to filter with.
+    CFilterParam lp{};
+    lp.m_nDesignMethod = DM_BUTTERWORTH;
+    lp.m_nBandType = BAND_LOWPASS;
+    lp.m_dFreq1 = 100.0;
+    lp.m_dFreq2 = 300.0;
+    lp.m_dFreq3 = 320.0;
+    lp.m_dFreq4 = 350.0;
+    lp.m_dPassRipple = 3.0;
+    lp.m_dStopAtten = 20.0;
+    ASSERT_TRUE(f.DesignFilter(0, &lp));
+    ASSERT_TRUE(f.m_ppChannels[0]->m_bEnabled);
+    ASSERT_FALSE(f.m_ppChannels[0]->m_pFilterUser->GetIsStability());
+    // The samples come back as they went in, not the previous block's output.
+    EXPECT_EQ(FilterFloats(f, {10, -20}), (std::vector<float>{10, -20}));
+    EXPECT_EQ(FilterFloats(f, {1.5f, 2.5f, 3.5f}), (std::vector<float>{1.5f, 2.5f, 3.5f}));
 }

@@ -100,18 +100,11 @@ TEST(DesignFlow, IirDesignReceivesTheParameters) {
     EXPECT_EQ(iir->m_dPassRipple, 0.5);
     EXPECT_EQ(iir->m_dStopAtten, 45);
 
-    // The stored order is what the design of the same parameters returns.
-    ChebyiFilter same;
-    same.ResetDesign();
-    same.m_dSampleFreq = 1000;
-    same.m_nBandType = BAND_BANDPASS;
-    same.m_dFreq1 = 50;
-    same.m_dFreq2 = 80;
-    same.m_dFreq3 = 120;
-    same.m_dFreq4 = 150;
-    same.m_dPassRipple = 0.5;
-    same.m_dStopAtten = 45;
-    EXPECT_EQ(user.m_nIIROrder, same.DesignIIR());
+    // The stored order is the design's: warped selectivity 0.4489, estimate
+    // acosh(sqrt(x2/x1)) / acosh(1/k) + 0.9 = 5.71 -> 5, three sections of
+    // degree four.
+    EXPECT_EQ(user.m_nIIROrder, 12);
+    EXPECT_EQ(iir->m_nFilterOrder, 12);
 }
 
 TEST(DesignFlow, WindowAndAverageDesigns) {
@@ -226,4 +219,32 @@ TEST(DesignFlow, InitDesCopiesTheParametersAndDesigns) {
     EXPECT_EQ(target.m_dMaxValue, 123.0);
     EXPECT_FALSE(target.GetErrorMessage().empty());
     EXPECT_EQ(trace.Lines().size(), 1u);
+}
+
+// A reset forgets the response arrays without freeing them: pointers a caller
+// took earlier stay readable until the filter is destroyed.
+TEST(DesignFlow, ResetKeepsEarlierResponsePointersReadable) {
+    AverageFilter filter;
+    filter.m_pFreqAxis = new double[3]{0.0, 1.0, 2.0};
+    filter.m_pAmplitude = new double[3]{0.0, -3.0, -20.0};
+    filter.m_pPhase = new double[3]{0.0, -0.5, -1.0};
+    filter.m_nRespCount = 3;
+    filter.m_bStable = true;
+    filter.m_strError = "kept";
+    filter.m_dSampleFreq = 100.0;
+    const double* freq = filter.m_pFreqAxis;
+    const double* amplitude = filter.m_pAmplitude;
+    const double* phase = filter.m_pPhase;
+
+    filter.ResetDesign();
+    EXPECT_EQ(filter.m_pFreqAxis, nullptr);
+    EXPECT_EQ(filter.m_pAmplitude, nullptr);
+    EXPECT_EQ(filter.m_pPhase, nullptr);
+    EXPECT_EQ(filter.m_nRespCount, 2048);
+    EXPECT_EQ(filter.m_dSampleFreq, -1.0);
+    EXPECT_FALSE(filter.m_bStable);
+    EXPECT_EQ(filter.m_strError, "kept");
+    EXPECT_EQ(freq[2], 2.0);
+    EXPECT_EQ(amplitude[1], -3.0);
+    EXPECT_EQ(phase[2], -1.0);
 }

@@ -276,3 +276,35 @@ TEST(FilterData, RedesignWithoutRestart) {
     MakeIir(iirFresh, b3, a3);
     EXPECT_EQ(Filtered(iir, b), Filtered(iirFresh, b));
 }
+
+// A redesign to a shorter state without a restart keeps the old, longer state
+// array and carries on from its first entries.
+TEST(FilterData, ShorterRedesignWithoutRestartKeepsTheHistory) {
+    // Moving average 4 -> 2: the first output averages the newest old input
+    // with the first new one.
+    FilterUser average;
+    average.setFilterParameter(BAND_LOWPASS, DM_AVERAGE, 10, 0, 0, 0, 100, 4, 0, 0, 0);
+    ASSERT_TRUE(average.DesignFilter());
+    Filtered(average, {1, 2, 3, 4});
+    const double* history = average.m_pState;
+    average.m_nFIRLength = 2;
+    ASSERT_TRUE(average.DesignFilter());
+    EXPECT_EQ(Filtered(average, {10, 20, 30}), (std::vector<float>{7.0f, 15.0f, 25.0f}));
+    EXPECT_EQ(average.m_pState, history);
+
+    // IIR delay of four samples (y = x[n-4]) -> delay of two: the transposed
+    // state after 1..5 is {2, 3, 4, 5}; the order-2 filter reads its first two
+    // entries, then its own delayed inputs.
+    FilterUser iir;
+    MakeIir(iir, {0, 0, 0, 0, 1}, {1, 0, 0, 0, 0});
+    EXPECT_EQ(Filtered(iir, {1, 2, 3, 4, 5}), (std::vector<float>{0, 0, 0, 0, 1}));
+    MakeIir(iir, {0, 0, 1}, {1, 0, 0});
+    EXPECT_EQ(Filtered(iir, {10, 20, 30}), (std::vector<float>{2, 3, 10}));
+
+    // Window FIR 5 -> 3 taps (all ones): sums of the newest three samples.
+    FilterUser fir;
+    MakeFir(fir, {1, 1, 1, 1, 1});
+    Filtered(fir, {1, 2, 3, 4, 5});
+    MakeFir(fir, {1, 1, 1});
+    EXPECT_EQ(Filtered(fir, {10, 20}), (std::vector<float>{19.0f, 35.0f}));
+}

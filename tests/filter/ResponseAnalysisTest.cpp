@@ -113,3 +113,16 @@ TEST(ResponseAnalysis, AxisLimitsWithoutAmplitude) {
     EXPECT_EQ(average.m_dMinValue, 0);
     EXPECT_FALSE(average.GetIsStability());
 }
+
+TEST(ResponseAnalysis, NegativePointCountsReadNothing) {
+    for (int n : {0, -1, std::numeric_limits<int>::min()}) {
+        FilterUser user;
+        SetResponse(user, {0.0, 300.0}, {-75.0, 0.0}, {1.4, -1.4});
+        user.m_pFilter->m_nRespCount = n;
+        user.getUnwrapedPhase();
+        EXPECT_EQ(user.m_pFilter->m_pPhase[1], -1.4) << n;
+        user.GetMaxMin();
+        EXPECT_EQ(user.m_dMinValue, 0.0) << n;
+        EXPECT_EQ(user.m_dMaxValue, 0.0) << n;
+    }
+}

@@ -3,6 +3,8 @@
 #include <RZFilterFunc/filter/FilterUser.h>
 
 #include <algorithm>
+#include <iterator>
+#include <limits>
 #include <vector>
 
 #include "FilterTestSupport.h"
@@ -90,5 +92,21 @@ TEST(Smoother, OddReflectionKeepsConstantsAndRamps) {
     const auto flat = Smooth(std::vector<float>(500, -2.5f), 1000.0f, 10.0f);
     for (float v : flat) {
         EXPECT_NEAR(v, -2.5f, 1e-5);
+    }
+}
+
+// A record so long that its padded copy would not fit an int count is left
+// alone: nothing is read, written or allocated for it.
+TEST(Smoother, RecordsBeyondTheIntRangeAreLeftAlone) {
+    float in[64] = {};
+    float out[64];
+    std::fill(std::begin(out), std::end(out), 9.0f);
+    float coef[10];
+    std::fill(std::begin(coef), std::end(coef), 0.1f);
+    const int huge = std::numeric_limits<int>::max() - 5;
+    EXPECT_NO_THROW(TestableFilterUser::InputToFilter(in, huge, coef, 10, out));
+    EXPECT_NO_THROW(FilterUser::PingJunFilter(in, huge, 1000.0f, 300.0f, out));
+    for (float v : out) {
+        EXPECT_EQ(v, 9.0f);
     }
 }

@@ -82,6 +82,27 @@ TEST(CFilter, FirUnitTapPassesThrough) {
     }
 }
 
+// The taps run in reverse over the delay line: the newest sample meets the
+// last tap. With taps {1, 0} (scaled) the output is the previous input, and
+// with {0.5, 0.25} it is 0.25 x[n] + 0.5 x[n-1].
+TEST(CFilter, FirNewestSampleMeetsTheLastTap) {
+    CFilter f;
+    double delay[2] = {16384.0, 0.0};
+    f.SetFIRCoief(2, delay);
+    float data[4] = {1.0f, 2.0f, 3.0f, 4.0f};
+    ASSERT_TRUE(f.FilterData(data, 4, 1, 0));
+    EXPECT_EQ(data[0], 0.0f);
+    EXPECT_EQ(data[1], 1.0f);
+    EXPECT_EQ(data[2], 2.0f);
+    EXPECT_EQ(data[3], 3.0f);
+    EXPECT_EQ(f.m_dLastOutput, 3.0 * 16384.0);  // the unscaled sum
+
+    double mix[2] = {8192.0, 4096.0};
+    f.SetFIRCoief(2, mix);
+    EXPECT_EQ(f.FilterFIRData(4.0f), 1.0f);
+    EXPECT_EQ(f.FilterFIRData(8.0f), 4.0f);  // 0.25 * 8 + 0.5 * 4
+}
+
 TEST(CFilter, KaiserTapsHaveUnityPassBandGain) {
     const auto taps = LowPassTaps();
     CFilter f;
@@ -104,6 +125,14 @@ TEST(CFilter, IirImpulseResponse) {
     const float expected[5] = {1.0f, 0.5f, 0.25f, 0.125f, 0.0625f};
     for (int i = 0; i < 5; ++i) {
         EXPECT_EQ(data[i], expected[i]);
+    }
+    // The leading feedback coefficient is taken as 1 whatever it holds.
+    double scaled[2] = {4.0, -0.5};
+    f.SetIIRCoief(2, scaled, b);
+    float again[5] = {1, 0, 0, 0, 0};
+    ASSERT_TRUE(f.FilterData(again, 5, 1, 0));
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(again[i], expected[i]);
     }
 }
 
@@ -195,6 +224,10 @@ TEST(CFilter, BadBlockArgumentsTouchNothing) {
     f.SetFIRCoief(1, &one);
     float* none = nullptr;
     EXPECT_FALSE(f.FilterData(none, 4, 1, 0));
+    // An empty block is done whatever the buffer: nothing to read or write.
+    EXPECT_TRUE(f.FilterData(none, 0, 1, 0));
+    EXPECT_TRUE(f.FilterData(static_cast<short*>(nullptr), -1, 1, 0));
+    EXPECT_TRUE(f.FilterData(static_cast<int*>(nullptr), 0, 1, -5));
     float data[4] = {1, 2, 3, 4};
     EXPECT_TRUE(f.FilterData(data, 0, 1, 0));
     EXPECT_TRUE(f.FilterData(data, -3, 1, 0));

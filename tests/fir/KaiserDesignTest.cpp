@@ -120,6 +120,31 @@ TEST(KaiserDesign, FourEdgeOverloadUsesNarrowerTransition) {
     }
 }
 
+TEST(KaiserDesign, FourEdgeHighPassAndBandStopTransitions) {
+    // High-pass 250 Hz pass edge, 200 Hz stop edge: 2 (50 / 1000) in float.
+    // Band-stop pass 100 / 400, stops 150 / 250: the narrower gap is 50 Hz.
+    struct Case {
+        int band;
+        float f1, f2, f3, f4;
+        float pass2;
+    } cases[] = {{2, 250.0f, 200.0f, 0.0f, 0.0f, 0.0f},
+                 {4, 100.0f, 150.0f, 250.0f, 400.0f, 400.0f}};
+    for (const Case& c : cases) {
+        double* four = nullptr;
+        const int n4 = CFilter::DesignFilter(four, 1000.0f, c.band, c.f1, c.f2, c.f3, c.f4, 60);
+        std::unique_ptr<double[]> ownFour(four);
+        double* two = nullptr;
+        const int n2 = CFilter::DesignFilter(two, 1000.0f, c.band, c.f1, c.pass2, 60,
+                                             2.0 * static_cast<double>(50.0f / 1000.0f));
+        std::unique_ptr<double[]> ownTwo(two);
+        ASSERT_EQ(n4, 75) << c.band;
+        ASSERT_EQ(n2, n4) << c.band;
+        for (int k = 0; k < n4; ++k) {
+            EXPECT_EQ(four[k], two[k]) << c.band << " " << k;
+        }
+    }
+}
+
 TEST(KaiserDesign, UnusableInputGivesNoTaps) {
     double dummy = 0.0;
     const double transitions[] = {0.0, -0.1, NAN, 1e-12};
@@ -137,8 +162,29 @@ TEST(KaiserDesign, UnusableInputGivesNoTaps) {
                   0);
         EXPECT_EQ(taps, nullptr);
     }
+}
+
+// The sampling frequency only scales the edges; nothing checks it. At 0 Hz
+// the edges become 100 / 0 = inf, so the taps are not finite, but the length
+// still follows the attenuation and transition: 60 dB and 0.1 give 75 taps.
+TEST(KaiserDesign, SamplingFrequencyIsNotChecked) {
     CKaiserFilter k;
-    EXPECT_EQ(Design(k, 1, 0.0, 100.0, 0.0, 60.0, 0.1), 0);
-    EXPECT_EQ(k.m_pCoef, nullptr);
-    EXPECT_EQ(k.m_nLength, 0);
+    ASSERT_EQ(Design(k, 1, 0.0, 100.0, 0.0, 60.0, 0.1), 75);
+    ASSERT_NE(k.m_pCoef, nullptr);
+    EXPECT_EQ(k.m_pCoef[37], HUGE_VAL);  // 16384 (g + inf)
+    EXPECT_TRUE(std::isnan(k.m_pCoef[0]));
+
+    // Four edges at 0 Hz: the transition 2 (50 / 0) is infinite, the length
+    // estimate truncates 52.05 / inf + 1 to 1, giving 3 taps.
+    double* taps = nullptr;
+    EXPECT_EQ(CFilter::DesignFilter(taps, 0.0f, 1, 100.0f, 150.0f, 0.0f, 0.0f, 60), 3);
+    std::unique_ptr<double[]> owner(taps);
+    ASSERT_NE(taps, nullptr);
+
+    // A negative rate only flips the normalised edge: -100 / 500 = -0.2 and
+    // the centre tap is 16384 (0.05 - 0.2).
+    double* neg = nullptr;
+    ASSERT_EQ(CFilter::DesignFilter(neg, -1000.0f, 1, 100.0f, 0.0f, 60, 0.1), 75);
+    std::unique_ptr<double[]> ownNeg(neg);
+    EXPECT_DOUBLE_EQ(neg[37], 16384.0 * (0.05 - 0.2));
 }

@@ -7,6 +7,7 @@
 
 #include <cmath>
 #include <complex>
+#include <limits>
 #include <memory>
 #include <string>
 #include <vector>
@@ -488,4 +489,79 @@ TEST(CombineSections, ProductAndPoleTest) {
         atZero += (r < 1e-6) ? 1 : 0;
     }
     EXPECT_EQ(atZero, 2);
+}
+
+// The section routines are public: orders and indices near the int limit must
+// give the same sections the formulas describe, with no integer overflow.
+TEST(PrototypeSections, OrdersNearTheIntLimit) {
+    const int N = std::numeric_limits<int>::max();
+    const int last = N / 2 + 1;  // (N + 1) / 2: the first-order section
+    double n[10];
+    double d[10];
+    // s^2 + 2 sin(pi / 2N) s + 1 for the first section.
+    ASSERT_EQ(ButwcfFilter::ButterworthSection(N, 1, n, d), 0);
+    EXPECT_NEAR(d[1], 2.0 * std::sin(M_PI / (2.0 * N)), 1e-15);
+    EXPECT_EQ(d[2], 1.0);
+    // Second to last: 2 sin((N - 2) pi / 2N), just below 2.
+    ASSERT_EQ(ButwcfFilter::ButterworthSection(N, last - 1, n, d), 0);
+    EXPECT_NEAR(d[1], 2.0 * std::sin((N - 2.0) * M_PI / (2.0 * N)), 1e-15);
+    ASSERT_EQ(ButwcfFilter::ButterworthSection(N, last, n, d), 0);
+    EXPECT_EQ(d[0], 1.0);
+    EXPECT_EQ(d[1], 1.0);  // s + 1
+    EXPECT_EQ(d[2], 0.0);
+    EXPECT_EQ(ButwcfFilter::ButterworthSection(N, last + 1, n, d), 2);
+
+    // Chebyshev type I with kc = 1 has eps = A; its real pole is
+    // -sinh(asinh(1/eps) / N), the first-order section of an odd order.
+    const double A = 100.0;
+    const double sigma = -std::sinh(std::asinh(1.0 / A) / N);
+    ChebyiFilter one;
+    one.PrototypeSection(N, last - 1, 4, 1.0, A, n, d);
+    EXPECT_EQ(d[1], 1.0);
+    EXPECT_EQ(d[2], 0.0);
+    EXPECT_EQ(n[0], d[0]);
+    EXPECT_NEAR(d[0], -sigma, 1e-3 * -sigma);
+    // Section 0 of the even order N - 1: poles sigma' sin(theta) +- j cos(theta)
+    // with theta = pi / 2(N - 1), so P = sin^2 * sinh^2 + cos^2 * cosh^2.
+    const int even = N - 1;
+    const double a = std::asinh(1.0 / A) / even;
+    const double theta = M_PI / (2.0 * even);
+    one.PrototypeSection(even, 0, 4, 1.0, A, n, d);
+    const double P =
+        std::pow(std::sin(theta) * std::sinh(a), 2) + std::pow(std::cos(theta) * std::cosh(a), 2);
+    EXPECT_NEAR(d[0], P, 1e-12);
+    EXPECT_NEAR(n[0], P / std::sqrt(1.0 + A * A), 1e-12);
+    EXPECT_EQ(d[2], 1.0);
+
+    // Type II, same odd order: r = (A + sqrt(A^2 - 1))^(1/N) = exp(acosh(A) / N),
+    // so the real prototype pole is -sinh(c) with c = acosh(A) / N, and its
+    // inverse scaled by kc = 1 gives the section constant 1 / sinh(c).
+    ChebyiiFilter two;
+    two.PrototypeSection(N, last - 1, 4, 1.0, A, n, d);
+    const double c = std::acosh(A) / N;
+    EXPECT_EQ(d[1], 1.0);
+    EXPECT_EQ(n[0], d[0]);
+    EXPECT_NEAR(d[0], 1.0 / std::sinh(c), 1e-3 / std::sinh(c));
+}
+
+// A recorded order beyond the arrays evaluates all 200 coefficients.
+TEST(IirResponse, OrderBeyondTheArraysUsesTheirCapacity) {
+    ButwcfFilter f;
+    f.m_dSampleFreq = 8.0;
+    f.m_nRespCount = 4;
+    f.m_nFilterOrder = std::numeric_limits<int>::max();
+    f.m_pNumerator = new double[200]();
+    f.m_pDenominator = new double[200]();
+    f.m_pDenominator[0] = 1.0;
+    // (1 + z^-1) / 2: |H| = cos(w/2), phase -w/2, peak 1 at DC.
+    f.m_pNumerator[0] = 0.5;
+    f.m_pNumerator[1] = 0.5;
+    int count = 0;
+    const double* amp = f.GetAmplitudeResponse(&count);
+    ASSERT_NE(amp, nullptr);
+    for (int i = 0; i < 4; ++i) {
+        const double w = M_PI * i / 4.0;
+        EXPECT_NEAR(amp[i], 20.0 * std::log10(std::cos(w / 2.0)), 1e-12) << i;
+        EXPECT_NEAR(f.m_pPhase[i], -w / 2.0, 1e-12) << i;
+    }
 }
