@@ -199,6 +199,7 @@ TEST(StreamTool, BlockSizeDoesNotChangeResults) {
             args.insert(args.end(), {"in.f32", "out.f32", "-c", "2", "--block", block});
             const tooltest::RunResult r = RunTool(args, dir);
             ASSERT_EQ(r.exitCode, 0) << r.err;
+            EXPECT_EQ(r.err, "");  // no progress line when stderr is not a terminal
             const std::string got = tooltest::ReadFile(dir + "/out.f32");
             ASSERT_FALSE(got.empty());
             if (first.empty()) {
@@ -245,6 +246,10 @@ TEST(StreamTool, TruncatedOrMalformedInputWritesNothing) {
          "",
          {"integrate", "in", "out", "-f", "int16", "-c", "1", "--fs", "10"},
          "no samples"},
+        {"channel_out_of_range",
+         "1,2\n3,4\n",
+         {"integrate", "in", "out", "-f", "csv", "--fs", "10", "-s", "0,2"},
+         "channel 2 does not exist"},
         {"int24_not_for_filter",
          std::string(12, '\0'),
          {"filter", "in", "out", "-f", "int24", "-c", "2"},
