@@ -1,5 +1,6 @@
 #include "Commands.h"
 
+#include <RZFilterFunc/RZFilterFunc.h>
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <map>
@@ -228,6 +229,9 @@ int Run(int argc, char** argv) {
 }  // namespace
 
 int RunCommandLine(int argc, char** argv) {
+    // The library traces each refusal as raw GBK bytes; the tool reports the
+    // same message itself, converted to UTF-8, so the trace lines are dropped.
+    CRZPlatForm::SetTraceSink([](const char*, void*) {}, nullptr);
     const int code = Run(argc, argv);
     ReleasePlotResources();
     return code;
