@@ -461,3 +461,24 @@ TEST(CFirFuncSamples, ThirtyTwoBitSamplesRoundToFloatOnTheWayIn) {
     EXPECT_EQ(out[1], 16777216);
     EXPECT_EQ(out[3], INT32_MIN);
 }
+
+TEST(CFirFuncSamples, FloatSamplesPassThroughBitForBit) {
+    // Negative zero, a NaN with a payload (signalling) and the smallest
+    // subnormal keep their exact bits on a pass-through channel.
+    bool flags[2] = {true, false};
+    CFirFunc fir;
+    ASSERT_TRUE(fir.Init(2, 2, 12, flags, 1, false));  // inner blocks of 6 frames
+    const std::uint32_t pass[6] = {0x80000000u, 0x7FA00001u, 0x00000001u, 0, 0, 0};
+    std::uint32_t in[12] = {};
+    for (int j = 0; j < 6; ++j) {
+        in[2 * j + 1] = pass[j];
+    }
+    char buf[sizeof in];
+    std::memcpy(buf, in, sizeof in);
+    ASSERT_EQ(fir.InputDataAndDeal(buf, 12), 6);
+    std::uint32_t out[6];
+    std::memcpy(out, buf, sizeof out);
+    for (int j = 0; j < 3; ++j) {
+        EXPECT_EQ(out[2 * j + 1], pass[j]) << j;
+    }
+}
