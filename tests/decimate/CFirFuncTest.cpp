@@ -390,3 +390,95 @@ TEST(CFirFuncCopy, CopiesShareStateAndOutliveEachOther) {
     EXPECT_EQ(b.InputDataAndDeal(bytes.data(), 40), 0);
     EXPECT_EQ(b.GetDelChnCount(), 25);
 }
+
+TEST(CFirFuncSetup, FailedInitResetsStateButKeepsRatioAndSampleType) {
+    bool flags[2] = {true, true};
+    CFirFunc fir;
+    ASSERT_TRUE(fir.Init(2, 10, 100, flags, 2, false));
+    std::vector<char> buf(4 * 45, 0);
+    EXPECT_EQ(fir.InputDataAndDeal(buf.data(), 45), 4);  // two frames, five carried
+    ASSERT_EQ(fir.m_nPending, 5);
+    ASSERT_NE(fir.m_pOutput, nullptr);
+
+    EXPECT_FALSE(fir.Init(0, 20, 100, flags, 1, true));
+    EXPECT_EQ(fir.m_pRatioDesc, nullptr);
+    EXPECT_EQ(fir.m_pChnState, nullptr);
+    EXPECT_EQ(fir.m_pPending, nullptr);
+    EXPECT_EQ(fir.m_pOutput, nullptr);
+    EXPECT_EQ(fir.m_nBlockIn, 0);
+    EXPECT_EQ(fir.m_nBlockOut, 0);
+    EXPECT_EQ(fir.m_nPending, 0);
+    EXPECT_EQ(fir.m_nChnCount, 0);
+    EXPECT_EQ(fir.m_nDelCount, 0);
+    EXPECT_EQ(fir.m_nOutCapacity, 0);
+    EXPECT_TRUE(fir.m_bDelStart);  // back to its default
+    EXPECT_EQ(fir.m_nRatio, 10);
+    EXPECT_EQ(fir.m_nSampleType, 2);
+}
+
+TEST(CFirFuncStream, CarriedSamplesKeepStreamOrder) {
+    // Ratio 10, 2 channels: a frame needs 20 samples.
+    bool flags[2] = {true, true};
+    CFirFunc fir;
+    ASSERT_TRUE(fir.Init(2, 10, 100, flags, 1, false));
+    std::vector<float> x(40);
+    for (int i = 0; i < 40; ++i) {
+        x[i] = static_cast<float>(i + 1);
+    }
+    // Nothing consumed yet: the new samples are appended after the carried ones.
+    std::vector<char> a = FloatsToBytes(std::vector<float>(x.begin(), x.begin() + 7));
+    ASSERT_EQ(fir.InputDataAndDeal(a.data(), 7), 0);
+    std::vector<char> b = FloatsToBytes(std::vector<float>(x.begin() + 7, x.begin() + 12));
+    ASSERT_EQ(fir.InputDataAndDeal(b.data(), 5), 0);
+    ASSERT_EQ(fir.m_nPending, 12);
+    for (int i = 0; i < 12; ++i) {
+        EXPECT_EQ(fir.m_pPending[i], x[i]) << i;
+    }
+    // 12 carried + 25 new: one frame (stream samples 0..19) is consumed and the
+    // last 17 new samples (stream 20..36) are kept.
+    std::vector<char> c = FloatsToBytes(std::vector<float>(x.begin() + 12, x.begin() + 37));
+    ASSERT_EQ(fir.InputDataAndDeal(c.data(), 25), 2);
+    ASSERT_EQ(fir.m_nPending, 17);
+    for (int i = 0; i < 17; ++i) {
+        EXPECT_EQ(fir.m_pPending[i], x[20 + i]) << i;
+    }
+}
+
+TEST(CFirFuncSamples, ThirtyTwoBitSamplesRoundToFloatOnTheWayIn) {
+    // A pass-through channel returns its samples after the trip through
+    // single precision: 16777217 rounds to 16777216, and 2147483647 rounds to
+    // 2^31, which no longer fits and comes back as the most negative integer.
+    bool flags[2] = {true, false};
+    CFirFunc fir;
+    ASSERT_TRUE(fir.Init(2, 2, 8, flags, 2, false));  // inner blocks of 4 frames
+    const std::int32_t in[8] = {0, 16777217, 0, 2147483647, 0, -2147483647 - 1, 0, 5};
+    char buf[sizeof in];
+    std::memcpy(buf, in, sizeof in);
+    ASSERT_EQ(fir.InputDataAndDeal(buf, 8), 4);
+    std::int32_t out[4];
+    std::memcpy(out, buf, sizeof out);
+    // Leading two samples of the block on channel 1.
+    EXPECT_EQ(out[1], 16777216);
+    EXPECT_EQ(out[3], INT32_MIN);
+}
+
+TEST(CFirFuncSamples, FloatSamplesPassThroughBitForBit) {
+    // Negative zero, a NaN with a payload (signalling) and the smallest
+    // subnormal keep their exact bits on a pass-through channel.
+    bool flags[2] = {true, false};
+    CFirFunc fir;
+    ASSERT_TRUE(fir.Init(2, 2, 12, flags, 1, false));  // inner blocks of 6 frames
+    const std::uint32_t pass[6] = {0x80000000u, 0x7FA00001u, 0x00000001u, 0, 0, 0};
+    std::uint32_t in[12] = {};
+    for (int j = 0; j < 6; ++j) {
+        in[2 * j + 1] = pass[j];
+    }
+    char buf[sizeof in];
+    std::memcpy(buf, in, sizeof in);
+    ASSERT_EQ(fir.InputDataAndDeal(buf, 12), 6);
+    std::uint32_t out[6];
+    std::memcpy(out, buf, sizeof out);
+    for (int j = 0; j < 3; ++j) {
+        EXPECT_EQ(out[2 * j + 1], pass[j]) << j;
+    }
+}
