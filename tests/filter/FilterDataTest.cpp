@@ -68,6 +68,12 @@ void MakeRandom(FilterUser& u, int method) {
     Make(u, method, Random(method == DM_BUTTERWORTH ? 5 : 31, 0.3, 1), a);
 }
 
+Floats Smooth(Floats in, float cutoff) {
+    Floats out(in.size(), 9.0f);
+    FilterUser::PingJunFilter(in.data(), static_cast<int>(in.size()), 1000.0f, cutoff, out.data());
+    return out;
+}
+
 const int kBranches[] = {DM_BUTTERWORTH, DM_WINDOW_FIR, DM_AVERAGE};
 
 }  // namespace
@@ -173,7 +179,7 @@ TEST(FilterData, NothingToFilterLeavesBuffersAlone) {
 // A redesign without a restart keeps a long enough history and carries on from
 // its first entries; a state too short for the new design restarts from zero.
 TEST(FilterData, RedesignWithoutRestart) {
-    FilterUser average, iir, fir, fresh;
+    FilterUser average, iir, fresh;
     average.setFilterParameter(BAND_LOWPASS, DM_AVERAGE, 10, 0, 0, 0, 100, 4, 0, 0, 0);
     ASSERT_TRUE(average.DesignFilter());
     Filtered(average, {1, 2, 3, 4});
@@ -192,59 +198,41 @@ TEST(FilterData, RedesignWithoutRestart) {
     EXPECT_EQ(Filtered(iir, {10, 20, 30}), (Floats{2, 3, 10}));
     Make(iir, DM_BUTTERWORTH, {0, 0, 0, 0, 0, 0, 1}, {1, 0, 0, 0, 0, 0, 0});  // 4 -> 6
     EXPECT_EQ(Filtered(iir, {1, 2, 3, 4, 5, 6, 7}), (Floats{0, 0, 0, 0, 0, 0, 1}));
-
-    Make(fir, DM_WINDOW_FIR, {1, 1, 1, 1, 1});  // 5 -> 3 taps: sums of the newest three
-    Filtered(fir, {1, 2, 3, 4, 5});
-    Make(fir, DM_WINDOW_FIR, {1, 1, 1});
-    EXPECT_EQ(Filtered(fir, {10, 20}), (Floats{19.0f, 35.0f}));
 }
-
-namespace {
-
-Floats Smooth(Floats in, float cutoff) {
-    Floats out(in.size(), 9.0f);
-    FilterUser::PingJunFilter(in.data(), static_cast<int>(in.size()), 1000.0f, cutoff, out.data());
-    return out;
-}
-
-}  // namespace
 
 // Taps = 0.889892578125 / (2 cutoff / fs): 44.49 -> 44, 444.9 -> 444, 889.9 -> 500
-// (upper clamp), 1.48 -> 10 (lower clamp). The zero-phase impulse response of a
-// T-tap average is the triangle (T - |k|) / T^2.
+// (upper clamp), 1.48 -> 10 (lower clamp). Above 3 taps samples the impulse
+// response is zero-phase, the triangle (T - |k|) / T^2; up to there one causal
+// pass gives T samples of 1/T; up to T samples only zeros.
 TEST(Smoother, TapCountAndRegimes) {
-    const std::pair<float, int> kTaps[] = {{10.0f, 44}, {1.0f, 444}, {0.5f, 500}, {300.0f, 10}};
-    for (const auto& [cutoff, t] : kTaps) {
-        Floats x(4000, 0.0f);
-        x[2000] = 1.0f;
-        const Floats y = Smooth(x, cutoff);
-        for (int k = -2000; k < 2000; ++k) {
-            const double expected = (t - std::min(t, std::abs(k))) / (double(t) * t);
-            EXPECT_NEAR(y[2000 + k], expected, 1e-6) << cutoff << " at " << k;
-            EXPECT_EQ(y[2000 + k] != 0.0f, std::abs(k) < t) << cutoff << " at " << k;
+    const struct {
+        float cutoff;
+        int taps, n, at;
+    } cases[] = {{10, 44, 4000, 2000},
+                 {1, 444, 4000, 2000},
+                 {0.5f, 500, 4000, 2000},
+                 {300, 10, 4000, 2000},
+                 {10, 44, 133, 66}};
+    for (const auto& c : cases) {
+        Floats x(c.n, 0.0f);
+        x[c.at] = 1.0f;
+        const Floats y = Smooth(x, c.cutoff);
+        for (int i = 0; i < c.n; ++i) {
+            const int d = std::min(c.taps, std::abs(i - c.at));
+            EXPECT_NEAR(y[i], (c.taps - d) / (double(c.taps) * c.taps), 1e-6) << c.n << " " << i;
+            EXPECT_EQ(y[i] != 0.0f, d < c.taps) << c.cutoff << " at " << i;
         }
     }
-    // 44 taps. Up to 3 taps samples: one causal pass, t samples of 1/t.
     for (int n : {3 * 44, 44 + 1}) {
         Floats x(n, 0.0f), expected(n, 0.0f);
         x[0] = 1.0f;
         std::fill(expected.begin(), expected.begin() + 44, 1.0f / 44.0f);
         EXPECT_EQ(Smooth(x, 10.0f), expected) << n;
     }
-    // One more: zero-phase, symmetric about the impulse.
-    Floats x(3 * 44 + 1, 0.0f);
-    x[66] = 1.0f;
-    const Floats y = Smooth(x, 10.0f);
-    EXPECT_NEAR(y[66], 1.0 / 44, 1e-7);
-    for (int k = 1; k <= 66; ++k) {
-        EXPECT_NEAR(y[66 - k], y[66 + k], 1e-7);
-        EXPECT_EQ(y[66 + k] != 0.0f, k < 44) << k;
-    }
-    // Too short: zeros; nothing at all for no samples.
     EXPECT_EQ(Smooth(Floats(44, 1.0f), 10.0f), Floats(44, 0.0f));
     float untouched = 9.0f;
-    FilterUser::PingJunFilter(x.data(), 0, 1000.0f, 10.0f, &untouched);
-    EXPECT_EQ(untouched, 9.0f);
+    FilterUser::PingJunFilter(&untouched, 0, 1000.0f, 10.0f, &untouched);
+    EXPECT_EQ(untouched, 9.0f);  // nothing at all for no samples
 }
 
 TEST(Smoother, OddReflectionAndHugeRecords) {
