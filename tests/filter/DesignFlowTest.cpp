@@ -256,7 +256,8 @@ TEST(ResponseAnalysis, UnwrapRemovesJumpsOfPi) {
         {{-1.4, 1.4}, {-1.4, 1.4 - kPi}},
         {{0.1, 0.2, 0.3}, {0.1, 0.2, 0.3}},
         {{1.5, -1.5, 1.4, -1.2}, {1.5, -1.5 + kPi, 1.4, -1.2 + kPi}},
-        {{kPi / 2, 0.0}, {kPi / 2, 0.0}},  // a drop of exactly pi/2 stays
+        {{kPi / 2, 0.0}, {kPi / 2, 0.0}},            // a drop of exactly pi/2 stays
+        {{0.8, -0.8, 0.8}, {0.8, -0.8 + kPi, 0.8}},  // 1.6 is just above pi/2
         {{0.7}, {0.7}},
     };
     for (const auto& [in, out] : cases) {
