@@ -185,7 +185,7 @@ TEST(DesignFlow, DefaultsWindowCodesAndWhatEachMethodReceives) {
 }
 
 // A method without a filter class is refused quietly, without validation; after
-// that and after a refused specification the designer stays usable.
+// that and after refused parameters the designer stays usable.
 TEST(DesignFlow, RefusalsLeaveTheDesignerUsable) {
     for (int method : {4, -1, 6, 100}) {
         TraceCapture trace;

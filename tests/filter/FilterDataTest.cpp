@@ -132,7 +132,7 @@ TEST(FilterData, BlocksCopiesAndRestart) {
             n = std::min(std::uniform_int_distribution<int>(0, 40)(rng), 600 - pos);
             FilterUser copy(pieces);
             assigned = pieces;
-            FilterUser& who = k == 0 || k % 3 == 0 ? pieces : k % 3 == 1 ? copy : assigned;
+            FilterUser& who = k % 3 == 0 ? pieces : k % 3 == 1 ? copy : assigned;
             who.FilterData(y.data() + pos, y.data() + pos, n);
         }
         EXPECT_EQ(y, expected) << method;
