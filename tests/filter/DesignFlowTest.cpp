@@ -143,7 +143,7 @@ TEST(Validation, EveryCheckInOrderWithItsMessage) {
     EXPECT_EQ(seen.size(), kBytes.size() + 1);  // every message and the passing case
 }
 
-TEST(DesignFlow, DefaultsWindowCodesAndWhatEachMethodReceives) {
+TEST(DesignFlow, DefaultsSetterWindowCodesAndIirOrder) {
     FilterUser u;
     EXPECT_EQ((Doubles{u.m_dSampleFreq, u.m_dPassRipple, u.m_dStopAtten, u.m_dFreq1, u.m_dFreq2,
                        u.m_dFreq3, u.m_dFreq4, u.m_dReserved, double(u.m_nBandType),
@@ -168,20 +168,10 @@ TEST(DesignFlow, DefaultsWindowCodesAndWhatEachMethodReceives) {
     // Warped selectivity 0.4489: acosh(sqrt(x2/x1)) / acosh(1/k) + 0.9 = 5.71 -> 5,
     // three sections of degree four.
     EXPECT_EQ(u.m_nIIROrder, 12);
-
-    // The window FIR gets the two cut-offs only.
     u.setFilterParameter(BAND_LOWPASS, DM_WINDOW_FIR, 100, 140, 160, 200, 512, 21, 0.3, 40, 0);
-    ASSERT_TRUE(u.DesignFilter());
-    ASSERT_NE(dynamic_cast<WindowsFilter*>(u.m_pFilter), nullptr);
-    EXPECT_EQ((Doubles{u.m_pFilter->m_dSampleFreq, u.m_pFilter->m_dFreq3, u.m_pFilter->m_dFreq4,
-                       double(u.m_nIIROrder)}),
-              (Doubles{512, -1, -1, 0}));
-
-    // A moving average is stable but has no response arrays.
-    u.setFilterParameter(BAND_LOWPASS, DM_AVERAGE, 100, 0, 0, 0, 512, 6, 0, 0, 0);
-    ASSERT_TRUE(u.DesignFilter());
-    EXPECT_TRUE(u.GetIsStability() && u.m_pFilter->m_pAmplitude == nullptr);
-    EXPECT_EQ(u.m_pFilter->GetCoefCount(), 6);
+    ASSERT_TRUE(u.DesignFilter());  // the window FIR gets the two cut-offs only
+    EXPECT_EQ((Doubles{u.m_pFilter->m_dFreq3, u.m_pFilter->m_dFreq4, double(u.m_nIIROrder)}),
+              (Doubles{-1, -1, 0}));
 }
 
 // A method without a filter class is refused quietly, without validation; after
