@@ -6,305 +6,252 @@
 #include <RZFilterFunc/iir/IIRFilter.h>
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
-#include <functional>
+#include <cstdlib>
+#include <numeric>
 #include <random>
 #include <vector>
 
 namespace {
 
-// The three branches with coefficients set by hand, so that the block filter is
-// exercised independently of the designs.
-void MakeIir(FilterUser& user, const std::vector<double>& b, const std::vector<double>& a) {
-    user.m_nDesignMethod = DM_BUTTERWORTH;
-    user.GetNewFilter(DM_BUTTERWORTH);
-    auto* iir = static_cast<IIRFilter*>(user.m_pFilter);
-    for (double** array : {&iir->m_pNumerator, &iir->m_pDenominator}) {
-        if (*array == nullptr) {
-            *array = new double[200];
-        }
-        std::fill(*array, *array + 200, 0.0);
+using Floats = std::vector<float>;
+using Doubles = std::vector<double>;
+
+class TestableFilterUser : public FilterUser {
+public:
+    using FilterUser::InputToFilter;
+};
+
+// Coefficients set by hand, so the block filter is exercised apart from the designs.
+void Make(FilterUser& u, int method, const Doubles& b, const Doubles& a = {}) {
+    u.m_nDesignMethod = method;
+    u.GetNewFilter(static_cast<DESIGN_METHOD>(method));
+    const int n = static_cast<int>(b.size());
+    if (method == DM_AVERAGE) {
+        static_cast<AverageFilter*>(u.m_pFilter)->DesignFIR(n);
+        std::copy(b.begin(), b.end(), static_cast<AverageFilter*>(u.m_pFilter)->m_pCoef);
+    } else if (method == DM_WINDOW_FIR) {
+        auto* fir = static_cast<FIRFilter*>(u.m_pFilter);
+        fir->m_pCoef = new double[b.size()];
+        std::copy(b.begin(), b.end(), fir->m_pCoef);
+        u.m_nFIRLength = fir->m_nLength = n;
+    } else {
+        auto* iir = static_cast<IIRFilter*>(u.m_pFilter);
+        iir->m_pNumerator = new double[200]();
+        iir->m_pDenominator = new double[200]();
+        std::copy(b.begin(), b.end(), iir->m_pNumerator);
+        std::copy(a.begin(), a.end(), iir->m_pDenominator);
+        u.m_nIIROrder = n - 1;
     }
-    std::copy(b.begin(), b.end(), iir->m_pNumerator);
-    std::copy(a.begin(), a.end(), iir->m_pDenominator);
-    user.m_nIIROrder = static_cast<int>(b.size()) - 1;
 }
 
-void MakeFir(FilterUser& user, const std::vector<double>& taps) {
-    user.m_nDesignMethod = DM_WINDOW_FIR;
-    user.GetNewFilter(DM_WINDOW_FIR);
-    auto* fir = static_cast<FIRFilter*>(user.m_pFilter);
-    fir->m_pCoef = new double[taps.size()];
-    std::copy(taps.begin(), taps.end(), fir->m_pCoef);
-    fir->m_nLength = static_cast<int>(taps.size());
-    user.m_nFIRLength = fir->m_nLength;
-}
-
-void MakeAverage(FilterUser& user, const std::vector<double>& taps) {
-    user.m_nDesignMethod = DM_AVERAGE;
-    user.GetNewFilter(DM_AVERAGE);
-    auto* average = static_cast<AverageFilter*>(user.m_pFilter);
-    average->DesignFIR(static_cast<int>(taps.size()));
-    std::copy(taps.begin(), taps.end(), average->m_pCoef);
-}
-
-std::vector<float> Filtered(FilterUser& user, std::vector<float> x) {
+Floats Filtered(FilterUser& user, Floats x) {
     user.FilterData(x.data(), x.data(), static_cast<int>(x.size()));
     return x;
 }
 
-std::vector<double> RandomTaps(std::mt19937& rng, int n, double scale) {
-    std::uniform_real_distribution<double> dist(-scale, scale);
-    std::vector<double> taps(static_cast<std::size_t>(n));
-    for (double& t : taps) {
-        t = dist(rng);
-    }
-    return taps;
-}
-
-// One builder per branch; the IIR denominator keeps sum |a_k| < 1 (stable).
-std::vector<std::function<void(FilterUser&)>> RandomBranches() {
-    std::mt19937 rng(7);
-    const auto b = RandomTaps(rng, 5, 1.0);
-    auto a = RandomTaps(rng, 5, 0.22);
-    a[0] = 1.0;
-    const auto fir = RandomTaps(rng, 31, 0.3);
-    const auto average = RandomTaps(rng, 12, 0.3);
-    return {[=](FilterUser& u) { MakeIir(u, b, a); }, [=](FilterUser& u) { MakeFir(u, fir); },
-            [=](FilterUser& u) { MakeAverage(u, average); }};
-}
-
-std::vector<float> RandomSignal(int n, unsigned seed) {
+Doubles Random(int n, double scale, unsigned seed) {
     std::mt19937 rng(seed);
-    std::uniform_real_distribution<float> dist(-100.0f, 100.0f);
-    std::vector<float> x(static_cast<std::size_t>(n));
-    for (float& v : x) {
-        v = dist(rng);
+    std::uniform_real_distribution<double> dist(-scale, scale);
+    Doubles v(static_cast<std::size_t>(n));
+    for (double& x : v) {
+        x = dist(rng);
     }
-    return x;
+    return v;
 }
+
+// One random filter per branch; the IIR denominator keeps sum |a_k| < 1 (stable).
+void MakeRandom(FilterUser& u, int method) {
+    Doubles a = Random(5, 0.22, 2);
+    a[0] = 1.0;
+    Make(u, method, Random(method == DM_BUTTERWORTH ? 5 : 31, 0.3, 1), a);
+}
+
+Floats Smooth(Floats in, float cutoff) {
+    Floats out(in.size(), 9.0f);
+    FilterUser::PingJunFilter(in.data(), static_cast<int>(in.size()), 1000.0f, cutoff, out.data());
+    return out;
+}
+
+const int kBranches[] = {DM_BUTTERWORTH, DM_WINDOW_FIR, DM_AVERAGE};
 
 }  // namespace
 
-TEST(FilterData, IirImpulseResponseByHand) {
+TEST(FilterData, HandComputedOutputs) {
     // y[n] = 0.5 x[n] + 0.25 x[n-1] + 0.125 x[n-2] + 0.5 y[n-1] - 0.25 y[n-2]
-    FilterUser user;
-    MakeIir(user, {0.5, 0.25, 0.125}, {1.0, -0.5, 0.25});
-    std::vector<float> x(9, 0.0f);
-    x[0] = 1.0f;
-    const std::vector<float> expected = {0.5f,      0.5f, 0.25f,      0.0f,       -0.0625f,
-                                         -0.03125f, 0.0f, 0.0078125f, 0.00390625f};
-    EXPECT_EQ(Filtered(user, x), expected);
-}
-
-TEST(FilterData, PrecisionOfEachBranch) {
-    const double tiny = std::ldexp(1.0, -30);
-    // IIR state is updated with the unrounded output: y = b0 x + y[n-1].
     FilterUser iir;
-    MakeIir(iir, {1.0 + tiny, 0.0}, {1.0, -1.0});
-    EXPECT_EQ(Filtered(iir, {1.0f, -1.0f}), (std::vector<float>{1.0f, 0.0f}));
+    Make(iir, DM_BUTTERWORTH, {0.5, 0.25, 0.125}, {1.0, -0.5, 0.25});
+    EXPECT_EQ(Filtered(iir, {1, 0, 0, 0, 0, 0, 0, 0, 0}),
+              (Floats{0.5f, 0.5f, 0.25f, 0, -0.0625f, -0.03125f, 0, 0.0078125f, 0.00390625f}));
 
-    // The newest sample meets the last tap; FIR products are rounded to float
-    // (1 + 2^-30 becomes 1), moving-average products are not.
-    const std::vector<double> taps = {0.5, 1.0 + tiny, -1.0};
-    FilterUser fir;
-    MakeFir(fir, taps);
-    EXPECT_EQ(Filtered(fir, {1.0f, 1.0f, 1.0f}), (std::vector<float>{-1.0f, 0.0f, 0.5f}));
-    FilterUser average;
-    MakeAverage(average, taps);
-    EXPECT_EQ(Filtered(average, {1.0f, 1.0f, 1.0f}),
-              (std::vector<float>{-1.0f, static_cast<float>(tiny), 0.5f}));
+    // IIR state takes the unrounded output; the newest sample meets the last tap;
+    // FIR products are rounded to float (1 + 2^-30 becomes 1), moving-average ones not.
+    const double tiny = std::ldexp(1.0, -30);
+    Make(iir, DM_BUTTERWORTH, {1.0 + tiny, 0.0}, {1.0, -1.0});
+    iir.setFirstInputState(true);
+    EXPECT_EQ(Filtered(iir, {1.0f, -1.0f}), (Floats{1.0f, 0.0f}));
+    FilterUser fir, average;
+    Make(fir, DM_WINDOW_FIR, {0.5, 1.0 + tiny, -1.0});
+    EXPECT_EQ(Filtered(fir, {1, 1, 1}), (Floats{-1.0f, 0.0f, 0.5f}));
+    Make(average, DM_AVERAGE, {0.5, 1.0 + tiny, -1.0});
+    EXPECT_EQ(Filtered(average, {1, 1, 1}), (Floats{-1.0f, float(tiny), 0.5f}));
+
+    // Designed 4-tap moving average on a step.
+    average.setFilterParameter(BAND_LOWPASS, DM_AVERAGE, 10, 0, 0, 0, 100, 4, 0, 0, 0);
+    ASSERT_TRUE(average.DesignFilter());
+    EXPECT_EQ(Filtered(average, {1, 1, 1, 1, 1}), (Floats{0.25f, 0.5f, 0.75f, 1, 1}));
+
+    // An even FIR length grows to odd on the first block: all 51 taps, reversed.
+    Doubles taps(51);
+    std::iota(taps.begin(), taps.end(), 1.0);
+    Make(fir, DM_WINDOW_FIR, taps);
+    fir.m_nFIRLength = 50;
+    fir.setFirstInputState(true);
+    Floats impulse(53, 0.0f), expected(53, 0.0f);
+    impulse[0] = 1.0f;
+    std::iota(expected.rbegin() + 2, expected.rend(), 1.0f);
+    EXPECT_EQ(Filtered(fir, impulse), expected);
+    EXPECT_EQ(fir.m_nFIRLength, 51);
 }
 
-TEST(FilterData, MovingAverageOfAStep) {
-    FilterUser user;
-    user.setFilterParameter(BAND_LOWPASS, DM_AVERAGE, 10, 0, 0, 0, 100, 4, 0, 0, 0);
-    ASSERT_TRUE(user.DesignFilter());
-    EXPECT_EQ(Filtered(user, {1, 1, 1, 1, 1}),
-              (std::vector<float>{0.25f, 0.5f, 0.75f, 1.0f, 1.0f}));
-}
-
-TEST(FilterData, EvenFirLengthGrowsToOdd) {
-    std::vector<double> taps(51);
-    for (int k = 0; k < 51; ++k) {
-        taps[k] = k + 1;
-    }
-    FilterUser user;
-    MakeFir(user, taps);
-    user.m_nFIRLength = 50;
-    std::vector<float> x(53, 0.0f);
-    x[0] = 1.0f;
-    const auto y = Filtered(user, x);
-    EXPECT_EQ(user.m_nFIRLength, 51);
-    for (int n = 0; n < 53; ++n) {
-        EXPECT_EQ(y[n], n < 51 ? 51.0f - n : 0.0f) << n;  // all 51 taps, reversed
-    }
-}
-
-TEST(FilterData, BlocksEqualOneCallAndRestartClearsHistory) {
-    const auto signal = RandomSignal(600, 3);
+// Blocks of random size (in place), through the designer itself, a copy made
+// mid-stream and an assigned copy, equal one call; a restart equals a new designer.
+TEST(FilterData, BlocksCopiesAndRestart) {
+    const Doubles random = Random(600, 100.0, 3);
+    const Floats signal(random.begin(), random.end());
     std::mt19937 rng(11);
-    for (const auto& make : RandomBranches()) {
-        FilterUser whole;
-        make(whole);
-        const auto expected = Filtered(whole, signal);
-
-        FilterUser pieces;
-        make(pieces);
-        std::vector<float> y = signal;
-        int pos = 0;
-        while (pos < 600) {
-            int n = std::uniform_int_distribution<int>(0, 40)(rng);
-            n = std::min(n, 600 - pos);
-            pieces.FilterData(y.data() + pos, y.data() + pos, n);  // in place
-            pos += n;
+    for (int method : kBranches) {
+        FilterUser whole, pieces, assigned, fresh;
+        MakeRandom(whole, method);
+        MakeRandom(pieces, method);
+        MakeRandom(fresh, method);
+        const Floats expected = Filtered(whole, signal);
+        Floats y = signal;
+        for (int pos = 0, k = 0, n = 0; pos < 600; pos += n, ++k) {
+            n = std::min(std::uniform_int_distribution<int>(0, 40)(rng), 600 - pos);
+            FilterUser copy(pieces);
+            assigned = pieces;
+            FilterUser& who = k % 3 == 0 ? pieces : k % 3 == 1 ? copy : assigned;
+            who.FilterData(y.data() + pos, y.data() + pos, n);
         }
-        EXPECT_EQ(y, expected);
-
-        // After a restart the next block sees zero history, as a new designer would.
-        const std::vector<float> tail(signal.begin() + 400, signal.end());
+        EXPECT_EQ(y, expected) << method;
+        const Floats tail(signal.begin() + 400, signal.end());
         pieces.setFirstInputState(true);
-        FilterUser fresh;
-        make(fresh);
-        EXPECT_EQ(Filtered(pieces, tail), Filtered(fresh, tail));
-    }
-}
-
-TEST(FilterData, CopyMadeMidStreamSharesTheState) {
-    const auto signal = RandomSignal(300, 5);
-    const std::vector<float> a(signal.begin(), signal.begin() + 100);
-    const std::vector<float> b(signal.begin() + 100, signal.begin() + 200);
-    const std::vector<float> c(signal.begin() + 200, signal.end());
-    for (const auto& make : RandomBranches()) {
-        FilterUser whole;
-        make(whole);
-        const auto expected = Filtered(whole, signal);
-
-        FilterUser first;
-        make(first);
-        std::vector<float> y = Filtered(first, a);
-        FilterUser second(first);
-        const auto yb = Filtered(second, b);
-        const auto yc = Filtered(first, c);  // continues after the copy's block
-        y.insert(y.end(), yb.begin(), yb.end());
-        y.insert(y.end(), yc.begin(), yc.end());
-        EXPECT_EQ(y, expected);
+        EXPECT_EQ(Filtered(pieces, tail), Filtered(fresh, tail)) << method;
     }
 }
 
 TEST(FilterData, NothingToFilterLeavesBuffersAlone) {
-    const std::vector<float> sentinel(4, 7.0f);
-    std::vector<float> out = sentinel;
+    const Floats sentinel(4, 7.0f);
+    Floats out = sentinel;
     float in[4] = {1, 2, 3, 4};
-
     FilterUser none;  // never designed
     none.FilterData(in, out.data(), 4);
-    EXPECT_EQ(out, sentinel);
-
-    for (const auto& make : RandomBranches()) {
+    for (int method : kBranches) {
         FilterUser user;
-        make(user);
+        MakeRandom(user, method);
         user.FilterData(nullptr, out.data(), 4);
         user.FilterData(in, nullptr, 4);
         user.FilterData(in, out.data(), 0);
         user.FilterData(in, out.data(), -3);
-        EXPECT_EQ(out, sentinel);
-        EXPECT_NE(user.m_pState, nullptr);  // the state is still built on the first call
-        EXPECT_FALSE(user.m_bFirstInput);
+        EXPECT_TRUE(user.m_pState != nullptr && !user.m_bFirstInput);  // state built anyway
     }
-
-    FilterUser iir;
-    MakeIir(iir, {1.0}, {1.0});  // order 0
+    FilterUser iir, fir, average;
+    Make(iir, DM_BUTTERWORTH, {1.0}, {1.0});  // order 0
     iir.FilterData(in, out.data(), 4);
     iir.m_nIIROrder = 200;  // beyond the coefficient arrays
     iir.FilterData(in, out.data(), 4);
-    EXPECT_EQ(out, sentinel);
-    EXPECT_TRUE(iir.m_bFirstInput);
-    EXPECT_EQ(iir.m_pState, nullptr);
-
-    FilterUser fir;
-    MakeFir(fir, {1.0, 2.0, 3.0});
+    EXPECT_TRUE(iir.m_bFirstInput && iir.m_pState == nullptr);
+    Make(fir, DM_WINDOW_FIR, {1.0, 2.0, 3.0});
     fir.m_nFIRLength = -4;
     fir.FilterData(in, out.data(), 4);
-    EXPECT_EQ(fir.m_nFIRLength, -3);
-    EXPECT_EQ(fir.m_pState, nullptr);
+    EXPECT_TRUE(fir.m_nFIRLength == -3 && fir.m_pState == nullptr);
     fir.m_nFIRLength = 5;  // more taps than the filter holds
     fir.setFirstInputState(true);
     fir.FilterData(in, out.data(), 4);
-    EXPECT_EQ(out, sentinel);
-
-    FilterUser average;
-    MakeAverage(average, {0.5, 0.5});
+    Make(average, DM_AVERAGE, {0.5, 0.5});
     static_cast<AverageFilter*>(average.m_pFilter)->m_nCoefCount = 0;
     average.FilterData(in, out.data(), 4);
     EXPECT_EQ(out, sentinel);
 }
 
+// A redesign without a restart keeps a long enough history and carries on from
+// its first entries; a state too short for the new design restarts from zero.
 TEST(FilterData, RedesignWithoutRestart) {
-    const auto signal = RandomSignal(40, 9);
-    const std::vector<float> a(signal.begin(), signal.begin() + 20);
-    const std::vector<float> b(signal.begin() + 20, signal.end());
-
-    // Same length: the old history carries on.
-    FilterUser whole;
-    whole.setFilterParameter(BAND_LOWPASS, DM_AVERAGE, 10, 0, 0, 0, 100, 3, 0, 0, 0);
-    ASSERT_TRUE(whole.DesignFilter());
-    const auto expected = Filtered(whole, signal);
-    FilterUser user;
-    user.setFilterParameter(BAND_LOWPASS, DM_AVERAGE, 10, 0, 0, 0, 100, 3, 0, 0, 0);
-    ASSERT_TRUE(user.DesignFilter());
-    Filtered(user, a);
-    ASSERT_TRUE(user.DesignFilter());
-    EXPECT_EQ(Filtered(user, b), std::vector<float>(expected.begin() + 20, expected.end()));
-
-    // Longer moving average: the short history cannot serve, it restarts from zero.
-    user.m_nFIRLength = 9;
-    ASSERT_TRUE(user.DesignFilter());
-    FilterUser fresh;
-    fresh.setFilterParameter(BAND_LOWPASS, DM_AVERAGE, 10, 0, 0, 0, 100, 9, 0, 0, 0);
-    ASSERT_TRUE(fresh.DesignFilter());
-    EXPECT_EQ(Filtered(user, b), Filtered(fresh, b));
-
-    // Higher IIR order likewise.
-    FilterUser iir;
-    MakeIir(iir, {0.5, 0.5}, {1.0, 0.25});
-    Filtered(iir, a);
-    const std::vector<double> b3 = {0.25, 0.25, 0.25, 0.25};
-    const std::vector<double> a3 = {1.0, 0.1, 0.1, 0.1};
-    MakeIir(iir, b3, a3);
-    FilterUser iirFresh;
-    MakeIir(iirFresh, b3, a3);
-    EXPECT_EQ(Filtered(iir, b), Filtered(iirFresh, b));
-}
-
-// A redesign to a shorter state without a restart keeps the old, longer state
-// array and carries on from its first entries.
-TEST(FilterData, ShorterRedesignWithoutRestartKeepsTheHistory) {
-    // Moving average 4 -> 2: the first output averages the newest old input
-    // with the first new one.
-    FilterUser average;
+    FilterUser average, iir, fresh;
     average.setFilterParameter(BAND_LOWPASS, DM_AVERAGE, 10, 0, 0, 0, 100, 4, 0, 0, 0);
     ASSERT_TRUE(average.DesignFilter());
     Filtered(average, {1, 2, 3, 4});
-    const double* history = average.m_pState;
-    average.m_nFIRLength = 2;
+    average.m_nFIRLength = 2;  // 4 -> 2: the newest old input meets the first new one
     ASSERT_TRUE(average.DesignFilter());
-    EXPECT_EQ(Filtered(average, {10, 20, 30}), (std::vector<float>{7.0f, 15.0f, 25.0f}));
-    EXPECT_EQ(average.m_pState, history);
+    EXPECT_EQ(Filtered(average, {10, 20, 30}), (Floats{7.0f, 15.0f, 25.0f}));
+    average.m_nFIRLength = 9;  // 2 -> 9
+    ASSERT_TRUE(average.DesignFilter());
+    Make(fresh, DM_AVERAGE, Doubles(9, 1.0 / 9));
+    EXPECT_EQ(Filtered(average, {9, 18, 27}), Filtered(fresh, {9, 18, 27}));
 
-    // IIR delay of four samples (y = x[n-4]) -> delay of two: the transposed
-    // state after 1..5 is {2, 3, 4, 5}; the order-2 filter reads its first two
-    // entries, then its own delayed inputs.
-    FilterUser iir;
-    MakeIir(iir, {0, 0, 0, 0, 1}, {1, 0, 0, 0, 0});
-    EXPECT_EQ(Filtered(iir, {1, 2, 3, 4, 5}), (std::vector<float>{0, 0, 0, 0, 1}));
-    MakeIir(iir, {0, 0, 1}, {1, 0, 0});
-    EXPECT_EQ(Filtered(iir, {10, 20, 30}), (std::vector<float>{2, 3, 10}));
+    // Delay of four samples -> two: the transposed state after 1..5 is {2, 3, 4, 5}.
+    Make(iir, DM_BUTTERWORTH, {0, 0, 0, 0, 1}, {1, 0, 0, 0, 0});
+    EXPECT_EQ(Filtered(iir, {1, 2, 3, 4, 5}), (Floats{0, 0, 0, 0, 1}));
+    Make(iir, DM_BUTTERWORTH, {0, 0, 1}, {1, 0, 0});
+    EXPECT_EQ(Filtered(iir, {10, 20, 30}), (Floats{2, 3, 10}));
+    Make(iir, DM_BUTTERWORTH, {0, 0, 0, 0, 0, 0, 1}, {1, 0, 0, 0, 0, 0, 0});  // 4 -> 6
+    EXPECT_EQ(Filtered(iir, {1, 2, 3, 4, 5, 6, 7}), (Floats{0, 0, 0, 0, 0, 0, 1}));
+}
 
-    // Window FIR 5 -> 3 taps (all ones): sums of the newest three samples.
-    FilterUser fir;
-    MakeFir(fir, {1, 1, 1, 1, 1});
-    Filtered(fir, {1, 2, 3, 4, 5});
-    MakeFir(fir, {1, 1, 1});
-    EXPECT_EQ(Filtered(fir, {10, 20}), (std::vector<float>{19.0f, 35.0f}));
+// Taps = 0.889892578125 / (2 cutoff / fs): 44.49 -> 44, 444.9 -> 444, 889.9 -> 500
+// (upper clamp), 1.48 -> 10 (lower clamp). Above 3 taps samples the impulse
+// response is zero-phase, the triangle (T - |k|) / T^2; up to there one causal
+// pass gives T samples of 1/T; up to T samples only zeros.
+TEST(Smoother, TapCountAndRegimes) {
+    const struct {
+        float cutoff;
+        int taps, n, at;
+    } cases[] = {{10, 44, 4000, 2000},
+                 {1, 444, 4000, 2000},
+                 {0.5f, 500, 4000, 2000},
+                 {300, 10, 4000, 2000},
+                 {10, 44, 133, 66}};
+    for (const auto& c : cases) {
+        Floats x(c.n, 0.0f);
+        x[c.at] = 1.0f;
+        const Floats y = Smooth(x, c.cutoff);
+        for (int i = 0; i < c.n; ++i) {
+            const int d = std::min(c.taps, std::abs(i - c.at));
+            EXPECT_NEAR(y[i], (c.taps - d) / (double(c.taps) * c.taps), 1e-6) << c.n << " " << i;
+            EXPECT_EQ(y[i] != 0.0f, d < c.taps) << c.cutoff << " at " << i;
+        }
+    }
+    for (int n : {3 * 44, 44 + 1}) {
+        Floats x(n, 0.0f), expected(n, 0.0f);
+        x[0] = 1.0f;
+        std::fill(expected.begin(), expected.begin() + 44, 1.0f / 44.0f);
+        EXPECT_EQ(Smooth(x, 10.0f), expected) << n;
+    }
+    EXPECT_EQ(Smooth(Floats(44, 1.0f), 10.0f), Floats(44, 0.0f));
+    float untouched = 9.0f;
+    FilterUser::PingJunFilter(&untouched, 0, 1000.0f, 10.0f, &untouched);
+    EXPECT_EQ(untouched, 9.0f);  // nothing at all for no samples
+}
+
+TEST(Smoother, OddReflectionAndHugeRecords) {
+    // Equal taps summing to exactly 1: a constant comes back exactly, edges included.
+    Floats in(13, 3.0f), out(13, 0.0f), coef(10, 0.25f);
+    TestableFilterUser::InputToFilter(in.data(), 13, coef.data(), 4, out.data());
+    EXPECT_EQ(out, in);
+    // The odd reflection continues a straight line, which a zero-phase average keeps.
+    Floats ramp(100);
+    for (int i = 0; i < 100; ++i) {
+        ramp[i] = 0.5f * i - 20.0f;
+    }
+    const Floats smoothed = Smooth(ramp, 300.0f);
+    for (int i = 0; i < 100; ++i) {
+        EXPECT_NEAR(smoothed[i], ramp[i], 1e-4) << i;
+    }
+    // A record whose padded copy would overflow an int count is left alone.
+    Floats untouched(64, 9.0f);
+    TestableFilterUser::InputToFilter(in.data(), INT_MAX - 5, coef.data(), 10, untouched.data());
+    FilterUser::PingJunFilter(in.data(), INT_MAX - 5, 1000.0f, 300.0f, untouched.data());
+    EXPECT_EQ(untouched, Floats(64, 9.0f));
 }
