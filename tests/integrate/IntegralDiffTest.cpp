@@ -2,225 +2,112 @@
 
 #include <RZFilterFunc/integrate/CIntegralDiff.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <cstring>
-#include <limits>
 #include <random>
+#include <tuple>
 #include <vector>
 
-#include "RZFilterFunc/integrate/IntegralSample.h"
-
-namespace {
-
+// Integrates the first frames of v in place and returns it.
 template <typename T>
-std::vector<char> Pack(const std::vector<T>& v) {
-    std::vector<char> bytes(v.size() * sizeof(T));
-    std::memcpy(bytes.data(), v.data(), bytes.size());
-    return bytes;
-}
-
-template <typename T>
-std::vector<T> Unpack(const std::vector<char>& bytes) {
-    std::vector<T> v(bytes.size() / sizeof(T));
-    std::memcpy(v.data(), bytes.data(), v.size() * sizeof(T));
+std::vector<T> Integrate(CIntegralDiff& d, std::vector<T> v, size_t frames) {
+    d.ContinueIntegral(static_cast<int>(frames), reinterpret_cast<char*>(v.data()));
     return v;
 }
 
-// Integrates one single-channel block of floats at the given rate.
-std::vector<float> IntegrateFloats(CIntegralDiff& d, const std::vector<float>& in) {
-    std::vector<char> bytes = Pack(in);
-    d.ContinueIntegral(static_cast<int>(in.size()), bytes.data());
-    return Unpack<float>(bytes);
-}
-
-}  // namespace
-
-TEST(IntegralDiff, WorkedExamplesPerSampleType) {
-    CIntegralDiff d32;
-    d32.InitDiff(0, 1, {0}, 100.0, 2, 4);
-    std::vector<char> ints = Pack(std::vector<std::int32_t>{10, 10, 10});
-    d32.ContinueIntegral(3, ints.data());
-    EXPECT_EQ(Unpack<std::int32_t>(ints), (std::vector<std::int32_t>{0, 0, 0}));
-
-    CIntegralDiff df;
-    df.InitDiff(0, 1, {0}, 100.0, 1, 4);
-    EXPECT_EQ(IntegrateFloats(df, {10, 10, 10}), (std::vector<float>{0.0f, 0.1f, 0.2f}));
-
-    // Constant 2.0 at 1 Hz: each step adds (2 + 2) / 2 = 2, across calls.
-    CIntegralDiff dc;
-    dc.InitDiff(0, 1, {0}, 1.0, 1, 4);
-    EXPECT_EQ(IntegrateFloats(dc, {2, 2, 2}), (std::vector<float>{0, 2, 4}));
-    EXPECT_EQ(IntegrateFloats(dc, {2, 2, 2}), (std::vector<float>{6, 8, 10}));
-}
-
-TEST(IntegralDiff, RampIsIntegratedExactlyAndSineWithinTrapezoidBound) {
-    // x_i = i at rate 1: the integral of the line through the samples is i^2/2,
-    // which the trapezoid rule reproduces exactly.
-    std::vector<float> ramp(200);
-    for (size_t i = 0; i < ramp.size(); ++i)
-        ramp[i] = static_cast<float>(i);
-    CIntegralDiff d;
-    d.InitDiff(0, 1, {0}, 1.0, 1, 4);
-    const std::vector<float> r = IntegrateFloats(d, ramp);
-    for (size_t i = 0; i < r.size(); ++i)
-        EXPECT_EQ(r[i], 0.5f * i * i) << i;
-
-    // sin(2 pi f t) integrates to (1 - cos(2 pi f t)) / (2 pi f); the composite
-    // trapezoid error is at most t h^2 max|x''| / 12 = t h^2 (2 pi f)^2 / 12.
-    const double fs = 1000.0, f = 7.0, w = 2.0 * M_PI * f, h = 1.0 / fs;
-    std::vector<float> sine(2000);
-    for (size_t i = 0; i < sine.size(); ++i)
-        sine[i] = static_cast<float>(std::sin(w * i * h));
-    d.InitDiff(0, 1, {0}, fs, 1, 4);
-    const std::vector<float> s = IntegrateFloats(d, sine);
-    for (size_t i = 0; i < s.size(); ++i) {
-        const double t = i * h;
-        const double bound = t * h * h * w * w / 12.0 + 1e-6;  // plus float rounding
-        EXPECT_NEAR(s[i], (1.0 - std::cos(w * t)) / w, bound) << i;
-    }
-}
-
-TEST(IntegralDiff, IntegersWrapInsteadOfSaturating) {
-    // 16-bit constant 30000 at 1 Hz: sums 0, 30000, 60000, 90000 keep running
-    // in double; only the stored low 16 bits wrap.
-    CIntegralDiff d;
-    d.InitDiff(0, 1, {0}, 1.0, 0, 2);
-    std::vector<char> b = Pack(std::vector<std::int16_t>{30000, 30000, 30000, 30000});
-    d.ContinueIntegral(4, b.data());
-    EXPECT_EQ(Unpack<std::int16_t>(b),
-              (std::vector<std::int16_t>{0, 30000, -5536, -41072 + 65536}));
-    b = Pack(std::vector<std::int16_t>{30000});
-    d.ContinueIntegral(1, b.data());  // 120000 - 131072
-    EXPECT_EQ(Unpack<std::int16_t>(b)[0], -11072);
-
-    // 32-bit: 2^30 at 1 Hz adds 2^30 per step; 2^31 and 3 * 2^30 keep their
-    // low 32 bits rather than saturating.
-    d.InitDiff(0, 1, {0}, 1.0, 2, 4);
-    const std::int32_t q = 1 << 30;
-    b = Pack(std::vector<std::int32_t>{q, q, q, q});
-    d.ContinueIntegral(4, b.data());
-    EXPECT_EQ(Unpack<std::int32_t>(b), (std::vector<std::int32_t>{0, q, INT32_MIN, -q}));
-
-    EXPECT_EQ(rzf::TruncLow32(4294967296.0 + 5.9), 5);
-    EXPECT_EQ(rzf::TruncLow32(-7.9), -7);
-    EXPECT_EQ(rzf::TruncLow32(-2147483649.0), 2147483647);
-    EXPECT_EQ(rzf::TruncLow16(-40000.5), 25536);
-    EXPECT_EQ(rzf::TruncLow32(std::nan("")), 0);
-    EXPECT_EQ(rzf::TruncLow32(1e300), 0);
-    EXPECT_EQ(rzf::TruncLow16(-std::numeric_limits<double>::infinity()), 0);
-    EXPECT_EQ(rzf::RoundToFloat(340282356779733661637539395458142568448.0),
-              std::numeric_limits<float>::infinity());
-    EXPECT_EQ(rzf::RoundToFloat(std::nextafter(340282356779733661637539395458142568448.0, 0.0)),
-              std::numeric_limits<float>::max());
-    EXPECT_EQ(rzf::RoundToFloat(-1e300), -std::numeric_limits<float>::infinity());
-}
-
-TEST(IntegralDiff, FrameLayoutTouchesOnlyTheSelectedChannel) {
-    // Stride 4 with channel numbers 1..4: channel 3 is the third sample of
-    // every frame. Everything else, including a guard frame, stays.
-    std::vector<std::int16_t> in(4 * 4);
-    for (size_t i = 0; i < in.size(); ++i)
-        in[i] = static_cast<std::int16_t>(100 + i);
-    std::vector<std::int16_t> want = in;
-    // Channel 3 holds 102, 106, 110 at rate 0.5 (divisor 1): 0, 208, 424.
-    want[2] = 0;
-    want[6] = 208;
-    want[10] = 424;
-    std::vector<char> b = Pack(in);
-    CIntegralDiff d;
-    d.InitDiff(1, 4, {3}, 0.5, 0, 2);
-    d.ContinueIntegral(3, b.data());
-    EXPECT_EQ(Unpack<std::int16_t>(b), want);
-}
-
-TEST(IntegralDiff, DuplicatedChannelIsIntegratedTwiceWithOneRecord) {
-    CIntegralDiff d;
-    d.InitDiff(0, 1, {0, 0}, 1.0, 1, 4);
-    EXPECT_EQ(d.m_mapState.size(), 1u);
-    // First pass 1,1,1 -> 0,1,2; second pass integrates that -> 0,0.5,2.
-    EXPECT_EQ(IntegrateFloats(d, {1, 1, 1}), (std::vector<float>{0, 0.5f, 2}));
-    // Record after the call: sum 2, previous 2. Input 1: first pass 2 + 1.5 =
-    // 3.5 (previous 1), second pass 3.5 + (3.5 + 1) / 2 = 5.75.
-    EXPECT_EQ(IntegrateFloats(d, {1}), (std::vector<float>{5.75f}));
-}
-
-TEST(IntegralDiff, EmptyCallsKeepTheFreshStart) {
-    CIntegralDiff d;
-    d.InitDiff(0, 1, {0}, 1.0, 1, 4);
-    std::vector<char> b = Pack(std::vector<float>{5});
-    d.ContinueIntegral(0, b.data());
-    d.ContinueIntegral(-3, b.data());
-    d.ContinueIntegral(1, nullptr);
-    EXPECT_TRUE(d.m_bFirst);
-    EXPECT_EQ(IntegrateFloats(d, {4, 4}), (std::vector<float>{0, 4}));
-}
-
-TEST(IntegralDiff, BlocksOfAnySizeMatchOneBlock) {
-    std::mt19937 rng(7);
-    std::uniform_int_distribution<std::int32_t> value(-100000, 100000);
-    const int stride = 3, frames = 500;
-    std::vector<std::int32_t> data(stride * frames);
-    for (auto& v : data)
-        v = value(rng);
-
-    CIntegralDiff whole, pieces;
-    whole.InitDiff(5, stride, {5, 7}, 250.0, 2, 4);
-    pieces.InitDiff(5, stride, {5, 7}, 250.0, 2, 4);
-    std::vector<char> a = Pack(data), b = Pack(data);
-    whole.ContinueIntegral(frames, a.data());
-    for (int at = 0; at < frames;) {
-        const int n = std::min(frames - at, std::uniform_int_distribution<int>(1, 40)(rng));
-        pieces.ContinueIntegral(n, b.data() + at * stride * 4);
-        at += n;
-    }
-    EXPECT_EQ(a, b);
-}
-
-TEST(IntegralDiff, CopiesShareRecordsSafely) {
-    CIntegralDiff a;
-    a.InitDiff(0, 1, {0}, 1.0, 1, 4);
-    IntegrateFloats(a, {2, 2});  // sum 2, previous 2
-    {
-        CIntegralDiff b(a);
-        EXPECT_EQ(IntegrateFloats(b, {2}), (std::vector<float>{4}));
-        CIntegralDiff c;
-        c = b;
-        EXPECT_EQ(IntegrateFloats(c, {2}), (std::vector<float>{6}));
-    }  // the copies go first; a's record must survive them
-    EXPECT_EQ(IntegrateFloats(a, {2}), (std::vector<float>{8}));
-
-    CIntegralDiff keep(a);
-    a.InitDiff(0, 1, {0}, 1.0, 1, 4);  // a starts afresh; keep holds the old record
-    EXPECT_EQ(IntegrateFloats(keep, {2}), (std::vector<float>{10}));
-    EXPECT_EQ(IntegrateFloats(a, {2, 2}), (std::vector<float>{0, 2}));
-}
-
-TEST(IntegralDiff, BadLayoutsWriteNothing) {
-    struct Case {
-        int first, stride, chn, type, bytes;
-    } cases[] = {
-        {0, 0, 0, 0, 2},   // no frame
-        {0, -2, 0, 0, 2},  // negative frame
-        {0, 2, 0, 0, 0},   // no sample size
-        {0, 2, 0, 0, -2},  // negative sample size
-        {2, 2, 1, 0, 2},   // channel before the frame
-        {0, 2, 2, 0, 2},   // channel after the frame
-        {0, 2, 1, 2, 2},   // 4-byte sample in the frame's last 2-byte slot
-        {0, 2, 0, 7, 2},   // unknown type
-        {0, 2, 9, 0, 2},   // channel without a record
-    };
-    for (const Case& c : cases) {
-        std::vector<char> buf(64);
-        for (size_t i = 0; i < buf.size(); ++i)
-            buf[i] = static_cast<char>(i * 7 + 1);
-        const std::vector<char> before = buf;
+// Float streams fed call by call (frames = samples / stride, the rest stays): the worked
+// examples; a second call continuing the first; an empty call keeping the fresh start; a
+// channel listed twice with one record: 1,1,1 -> 0,1,2 -> 0,0.5,2 (sum 2, previous 2),
+// then 1 -> 2 + (1 + 2) / 2 = 3.5 -> 3.5 + (3.5 + 1) / 2 = 5.75; channels 1..3 where
+// channel 3 is the third sample of 2 frames and a partial one; overflow to infinity.
+TEST(IntegralDiff, WorkedExamplesLayoutsAndCallSequences) {
+    using Calls = std::vector<std::vector<float>>;
+    const std::tuple<int, int, std::vector<int>, double, Calls, Calls> cases[] = {
+        {0, 1, {0}, 100.0, {{10, 10, 10}}, {{0, 0.1f, 0.2f}}},
+        {0, 1, {0}, 1.0, {{2, 2, 2}, {2, 2, 2}}, {{0, 2, 4}, {6, 8, 10}}},
+        {0, 1, {0}, 1.0, {{}, {4, 4}}, {{}, {0, 4}}},
+        {0, 1, {0, 0}, 1.0, {{1, 1, 1}, {1}}, {{0, 0.5f, 2}, {5.75f}}},
+        {1, 3, {3}, 0.5, {{0, 1, 2, 3, 4, 5, 6, 7}}, {{0, 1, 0, 3, 4, 7, 6, 7}}},
+        {0, 1, {0}, 0.5, {{3e38f, 3e38f}}, {{0, HUGE_VALF}}}};
+    for (const auto& [first, stride, chns, fs, in, want] : cases) {
         CIntegralDiff d;
-        d.InitDiff(c.first, c.stride, {c.chn}, 10.0, c.type, c.bytes);
-        if (c.chn == 9)
-            d.m_vecChannels = {4};
-        d.ContinueIntegral(4, buf.data());
-        EXPECT_EQ(buf, before) << c.first << ' ' << c.stride << ' ' << c.chn << ' ' << c.type;
-        EXPECT_FALSE(d.m_bFirst);
+        d.InitDiff(first, stride, chns, fs, 1, 4);
+        for (size_t k = 0; k < in.size(); ++k)
+            EXPECT_EQ(Integrate(d, in[k], in[k].size() / stride), want[k]) << fs << ' ' << k;
+    }
+}
+
+TEST(IntegralDiff, IntegersTruncateAndWrapInsteadOfSaturating) {
+    // In 4-byte slots, so a 16-bit sample (type 0) must leave the upper 2 bytes at 0:
+    // 30000 at 1 Hz sums to 0, 30000, 60000, 90000, 120000, stored modulo 2^16. 32-bit
+    // sums truncate toward zero (0.1, 0.2 and -7.5), keep their low 32 bits (2^31,
+    // 3 * 2^30, 2^32 - 2, 2^33 - 4) and store 0 beyond 64 bits, at infinity and NaN.
+    const std::int32_t q = 1 << 30, m = INT32_MAX, s = 30000;
+    const std::tuple<int, double, std::vector<std::int32_t>, std::vector<std::int32_t>> cases[] = {
+        {0, 1, {s, s, s, s, s}, {0, s, 60000, 90000 % 65536, 120000 % 65536}},
+        {2, 100, {10, 10, 10}, {0, 0, 0}},
+        {2, 1, {-8, -7}, {0, -7}},
+        {2, 1, {q, q, q, q}, {0, q, INT32_MIN, -q}},
+        {2, 0.5, {m, m, m}, {0, -2, -4}},
+        {2, 1e-300, {0, 1}, {0, 0}},
+        {2, 0, {1, 1, -1, 5}, {0, 0, 0, 0}}};
+    for (const auto& [type, fs, in, want] : cases) {
+        CIntegralDiff d;
+        d.InitDiff(0, 1, {0}, fs, type, 4);
+        EXPECT_EQ(Integrate(d, in, in.size()), want) << fs;
+    }
+}
+
+TEST(IntegralDiff, KnownSignalsInAnyBlocksThroughCopies) {
+    // 3, t and sin(w t) at 1 kHz integrate to 3 t, t^2 / 2 and (1 - cos(w t)) / w: exactly
+    // for the first two, within t h^2 max|x''| / 12 = t h^2 w^2 / 12 for the sine, plus
+    // float rounding. Random blocks, each through a copy, match one call bit for bit.
+    const double h = 1e-3, w = 2.0 * M_PI * 7.0;
+    const int n = 2000;
+    std::vector<float> x(3 * n, 3.0f);
+    for (int i = 0; i < n; ++i) {
+        x[3 * i + 1] = static_cast<float>(i * h);
+        x[3 * i + 2] = static_cast<float>(std::sin(w * i * h));
+    }
+    CIntegralDiff whole, pieces;
+    for (CIntegralDiff* d : {&whole, &pieces})
+        d->InitDiff(4, 3, {4, 5, 6}, 1.0 / h, 1, 4);
+    const std::vector<float> y = Integrate(whole, x, n);
+    std::mt19937 rng(7);
+    for (int at = 0, k; at < n; at += k) {
+        k = std::min(n - at, static_cast<int>(rng() % 40) + 1);
+        CIntegralDiff copy(pieces), next;
+        next = copy;
+        next.ContinueIntegral(k, reinterpret_cast<char*>(&x[3 * at]));
+        if (at > n / 2)  // the original lets go of its records; the copies keep them
+            pieces.InitDiff(4, 3, {4, 5, 6}, 1.0 / h, 1, 4);
+        pieces = next;
+    }
+    EXPECT_EQ(x, y);
+    for (int i = 0; i < n; ++i) {
+        const double t = i * h;
+        EXPECT_NEAR(y[3 * i], 3.0 * t, 1e-6) << i;
+        EXPECT_NEAR(y[3 * i + 1], t * t / 2.0, 1e-6) << i;
+        EXPECT_NEAR(y[3 * i + 2], (1.0 - std::cos(w * t)) / w, t * h * h * w * w / 12 + 1e-6) << i;
+    }
+}
+
+// Rows: no frame, negative frame, no or negative sample size, channel before or after
+// the frame, a 4-byte sample in the frame's last 2-byte slot, unknown type; then no
+// frames, negative frames and a null buffer (count 99).
+TEST(IntegralDiff, BadLayoutsAndCountsWriteNothing) {
+    const int cases[][6] = {{0, 0, 0, 0, 2, 4},  {0, -2, 0, 0, 2, 4}, {0, 2, 0, 0, 0, 4},
+                            {0, 2, 0, 0, -2, 4}, {2, 2, 1, 0, 2, 4},  {0, 2, 2, 0, 2, 4},
+                            {0, 2, 1, 2, 2, 4},  {0, 2, 0, 7, 2, 4},  {0, 2, 0, 0, 2, 0},
+                            {0, 2, 0, 0, 2, -3}, {0, 2, 0, 0, 2, 99}};
+    for (const auto& [first, stride, chn, type, bytes, count] : cases) {
+        std::vector<char> buf(64, 0x5A);
+        CIntegralDiff d;
+        d.InitDiff(first, stride, {chn}, 10.0, type, bytes);
+        d.m_vecChannels.push_back(1);  // mostly a channel without a record
+        d.ContinueIntegral(count, count == 99 ? nullptr : buf.data());
+        EXPECT_EQ(buf, std::vector<char>(64, 0x5A)) << first << stride << chn << type << bytes;
+        EXPECT_EQ(d.m_bFirst, count < 1 || count == 99);  // no data: still a fresh start
     }
 }
