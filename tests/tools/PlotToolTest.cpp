@@ -1,9 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstdlib>
-#include <nlohmann/json.hpp>
 
 #include "ToolTestSupport.h"
 
@@ -111,7 +109,7 @@ void CheckResponsePlot(const std::string& svgPath, double fs, int points, double
 }
 
 TEST(PlotTool, ResponsePlotsHoldBothCurvesOverTheirRange) {
-    const std::string dir = tooltest::FreshDir("plot_iir");
+    const std::string dir = tooltest::FreshDir("plot");
     tooltest::RunResult r =
         tooltest::RunTool("design --json -o . --png --fs 1000 --f1 100 --f2 200", dir);
     ASSERT_EQ(r.exitCode, 0) << r.err;
