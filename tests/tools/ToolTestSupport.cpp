@@ -1,7 +1,9 @@
 #include "ToolTestSupport.h"
 
+#include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include <cctype>
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
@@ -24,30 +26,24 @@ namespace {
 std::string Quote(const std::string& s) {
     std::string q = "'";
     for (char c : s) {
-        if (c == '\'') {
-            q += "'\\''";
-        } else {
-            q += c;
-        }
+        q += c == '\'' ? std::string("'\\''") : std::string(1, c);
     }
     return q + "'";
 }
 
 }  // namespace
 
-RunResult RunTool(const std::vector<std::string>& args, const std::string& dir) {
+RunResult RunTool(const std::string& args, const std::string& dir) {
     const std::string outPath = dir + "/.stdout";
     const std::string errPath = dir + "/.stderr";
     std::string cmd = "cd " + Quote(dir) + " && " + Quote(RZF_TOOL_PATH);
-    for (const std::string& a : args) {
-        cmd += " " + Quote(a);
+    std::istringstream words(args);
+    for (std::string w; words >> w;) {
+        cmd += " " + Quote(w);
     }
     cmd += " >" + Quote(outPath) + " 2>" + Quote(errPath) + " </dev/null";
     const int status = std::system(cmd.c_str());
-    RunResult r;
-    r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    r.out = ReadFile(outPath);
-    r.err = ReadFile(errPath);
+    RunResult r{WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(outPath), ReadFile(errPath)};
     fs::remove(outPath);
     fs::remove(errPath);
     return r;
@@ -61,12 +57,7 @@ std::string ReadFile(const std::string& path) {
 }
 
 void WriteFile(const std::string& path, const std::string& bytes) {
-    std::ofstream out(path, std::ios::binary);
-    out << bytes;
-}
-
-bool Exists(const std::string& path) {
-    return fs::exists(path);
+    std::ofstream(path, std::ios::binary) << bytes;
 }
 
 std::vector<std::string> ListDir(const std::string& dir) {
@@ -82,26 +73,36 @@ std::vector<std::string> ListDir(const std::string& dir) {
 std::vector<std::vector<double>> ReadCsv(const std::string& path) {
     std::vector<std::vector<double>> rows;
     std::istringstream in(ReadFile(path));
-    std::string line;
-    while (std::getline(in, line)) {
-        if (line.empty()) {
+    for (std::string line; std::getline(in, line);) {
+        if (line.empty() || (rows.empty() && std::isalpha(static_cast<unsigned char>(line[0])))) {
             continue;
         }
         std::vector<double> row;
         std::istringstream fields(line);
-        std::string f;
-        bool numeric = true;
-        while (std::getline(fields, f, ',')) {
+        for (std::string f; std::getline(fields, f, ',');) {
             char* end = nullptr;
-            const double v = std::strtod(f.c_str(), &end);
-            numeric = numeric && end != f.c_str() && *end == '\0';
-            row.push_back(v);
+            row.push_back(std::strtod(f.c_str(), &end));
+            EXPECT_TRUE(end != f.c_str() && *end == '\0') << path << ": " << line;
         }
-        if (numeric) {
-            rows.push_back(row);
-        }
+        rows.push_back(row);
     }
     return rows;
+}
+
+bool IsUtf8(const std::string& s) {
+    for (size_t i = 0, n = 0; i < s.size(); i += n) {
+        const unsigned char c = static_cast<unsigned char>(s[i]);
+        n = c < 0x80 ? 1 : (c >> 5) == 6 ? 2 : (c >> 4) == 14 ? 3 : (c >> 3) == 30 ? 4 : 0;
+        if (n == 0 || i + n > s.size()) {
+            return false;
+        }
+        for (size_t k = 1; k < n; ++k) {
+            if ((static_cast<unsigned char>(s[i + k]) & 0xC0) != 0x80) {
+                return false;
+            }
+        }
+    }
+    return true;
 }
 
 std::vector<float> TestSignal(int channels, int frames, double amplitude) {

@@ -10,23 +10,22 @@ namespace tooltest {
 
 struct RunResult {
     int exitCode;
-    std::string out;
-    std::string err;
+    std::string out, err;
 };
 
 // A fresh, empty directory for one test.
 std::string FreshDir(const std::string& name);
-// Runs the tool with the given arguments (each quoted for the shell).
-RunResult RunTool(const std::vector<std::string>& args, const std::string& dir);
+// Runs the tool inside dir with space-separated arguments (paths relative to dir).
+RunResult RunTool(const std::string& args, const std::string& dir);
 
 std::string ReadFile(const std::string& path);
 void WriteFile(const std::string& path, const std::string& bytes);
-bool Exists(const std::string& path);
 // Names of the files in dir (no directories).
 std::vector<std::string> ListDir(const std::string& dir);
-
 // Numbers of a CSV file, row by row (a header line is skipped).
 std::vector<std::vector<double>> ReadCsv(const std::string& path);
+// Whether the bytes are well-formed UTF-8 (GBK text is not).
+bool IsUtf8(const std::string& s);
 
 template <typename T>
 std::string ToBytes(const std::vector<T>& v) {
