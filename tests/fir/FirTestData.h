@@ -2,30 +2,30 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
+#include <random>
 #include <sstream>
 #include <string>
 #include <vector>
 
-// Reads a reference table from $RZF_TEST_DATA/fir: one record per line, each
-// a list of numbers. Returns no records when the file is missing.
+// Reads $RZF_TEST_DATA/fir/<name>: one record of numbers per line.
 inline std::vector<std::vector<double>> ReadFirTable(const std::string& name) {
-    std::vector<std::vector<double>> rows;
     const char* root = std::getenv("RZF_TEST_DATA");
-    if (root == nullptr) {
-        return rows;
-    }
-    std::ifstream in(std::string(root) + "/fir/" + name);
-    std::string line;
-    while (std::getline(in, line)) {
+    std::ifstream in(std::string(root != nullptr ? root : ".") + "/fir/" + name);
+    std::vector<std::vector<double>> rows;
+    for (std::string line; std::getline(in, line);) {
         std::istringstream fields(line);
-        std::vector<double> row;
-        double v = 0.0;
-        while (fields >> v) {
-            row.push_back(v);
-        }
-        if (!row.empty()) {
-            rows.push_back(row);
-        }
+        rows.emplace_back(std::istream_iterator<double>(fields), std::istream_iterator<double>());
     }
     return rows;
+}
+
+// Uniform noise in [-1000, 1000).
+inline std::vector<float> Noise(int n, unsigned seed) {
+    std::mt19937 gen(seed);
+    std::uniform_real_distribution<float> dist(-1000.0f, 1000.0f);
+    std::vector<float> v(static_cast<size_t>(n));
+    for (float& x : v)
+        x = dist(gen);
+    return v;
 }
