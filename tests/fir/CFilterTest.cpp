@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <RZFilterFunc/fir/CFilter.h>
+#include <RZFilterFunc/fir/CKaiserFilter.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -15,12 +17,26 @@ namespace {
 const double kA[3] = {1.0, -1.1429805025399011, 0.41280159809618866};
 const double kB[3] = {0.067455273889071896, 0.13491054777814379, 0.067455273889071896};
 
+int DesignLowPass(CKaiserFilter& k, double atten, double transition, double fs = 1000.0) {
+    k.m_nBandType = 1;
+    k.m_dFreq1 = 100.0;
+    k.m_dNyquist = fs * 0.5;
+    k.m_dAtten = atten;
+    k.m_dTransition = transition;
+    return k.Design();
+}
+
+// Takes over an array handed out by the static designs.
+std::vector<double> Taken(double* taps, int n) {
+    std::unique_ptr<double[]> owner(taps);
+    return std::vector<double>(taps, taps + n);
+}
+
 // A Kaiser low-pass as callers use it: 1 kHz sampling, 100 Hz edge, 60 dB.
 std::vector<double> KaiserLowPass() {
     double* taps = nullptr;
     const int n = CFilter::DesignFilter(taps, 1000.0f, 1, 100.0f, 0.0f, 60, 0.1);
-    std::unique_ptr<double[]> owner(taps);
-    return std::vector<double>(taps, taps + n);
+    return Taken(taps, n);
 }
 
 // Loads FIR taps, or IIR feedback a and feed-forward b (b empty: FIR).
@@ -31,10 +47,6 @@ void Load(CFilter& f, std::vector<double> a, std::vector<double> b = {}) {
         f.SetIIRCoief(static_cast<int>(a.size()), a.data(), b.data());
 }
 
-float Step(CFilter& f, float x) {
-    return f.IsIIRFilter() ? f.FilterIIRData(x) : f.FilterFIRData(x);
-}
-
 template <typename T>
 std::vector<T> Block(CFilter& f, std::vector<T> x, bool prepared = true) {
     EXPECT_EQ(f.FilterData(x.data(), static_cast<int>(x.size()), 1, 0), prepared);
@@ -42,6 +54,86 @@ std::vector<T> Block(CFilter& f, std::vector<T> x, bool prepared = true) {
 }
 
 }  // namespace
+
+// Length 2n + 1 and beta around the 21 and 50 dB boundaries; the centre tap is
+// 16384 (g + c1), its window value being exactly 1. The sampling rate only
+// scales the edge: at 0 Hz it is infinite, at -1000 Hz it flips sign.
+TEST(KaiserDesign, LengthAndBetaWorkedExamples) {
+    const double cases[][5] = {
+        // attenuation, transition, fs -> taps, beta
+        {60, 0.1, 1000, 75, 0.1102 * 51.3},                                 // 52.05 / 1.436 + 1
+        {50, 0.1, 1000, 61, 0.1102 * 41.3},                                 // 42.05 / 1.436 + 1
+        {45, 0.08, 1000, 67, 0.5842 * std::pow(24.0, 0.4) + 0.07886 * 24},  // 37.05 / 1.1488 + 1
+        {22, 0.1, 1000, 21, 0.5842 + 0.07886},                              // 14.05 / 1.436 + 1
+        {21, 0.1, 1000, 21, 0.0},                                           // 0.9222 / 0.1 + 1
+        {10, 0.05, 1000, 39, 0.0},                                          // 0.9222 / 0.05 + 1
+        {60, 0.1, 0, 75, 0.1102 * 51.3},
+        {60, 0.1, -1000, 75, 0.1102 * 51.3}};
+    for (const auto& c : cases) {
+        CKaiserFilter k;
+        ASSERT_EQ(DesignLowPass(k, c[0], c[1], c[2]), int(c[3])) << c[0] << " " << c[2];
+        const double c1 = 100.0 / (c[2] * 0.5);
+        EXPECT_TRUE(k.m_nLength == int(c[3]) && k.m_dNyquist == 1.0 && k.m_dFreq1 == c1);
+        EXPECT_DOUBLE_EQ(k.m_dBeta, c[4]) << c[0];
+        EXPECT_EQ(k.m_pCoef[k.m_nLength / 2], 16384.0 * (c[1] / 2 + c1)) << c[0] << " " << c[2];
+    }
+    const auto rows = ReadFirTable("kaiser_beta.txt");  // attenuation, scipy.signal.kaiser_beta
+    ASSERT_EQ(rows.size(), 9u);
+    for (const auto& r : rows) {
+        CKaiserFilter k;
+        ASSERT_GT(DesignLowPass(k, r[0], 0.1), 0);
+        EXPECT_NEAR(k.m_dBeta, r[1], 1e-12) << r[0];
+    }
+}
+
+// Records: band fs f1 f2 atten transition numtaps taps*16384, from
+// scipy.signal.firwin with a Kaiser window and scale=False.
+TEST(KaiserDesign, DesignsMatchScipyFirwin) {
+    const auto rows = ReadFirTable("kaiser_designs.txt");
+    ASSERT_EQ(rows.size(), 9u);
+    for (const auto& r : rows) {
+        double* taps = nullptr;
+        const int n = CFilter::DesignFilter(taps, float(r[1]), int(r[0]), float(r[2]), float(r[3]),
+                                            int(r[4]), r[5]);
+        const auto h = Taken(taps, n);
+        ASSERT_TRUE(n == int(r[6]) && r.size() == n + 7u) << "band " << r[0] << " " << r[4];
+        for (int k = 0; k < n; ++k)  // I0 here ends at an absolute 1e-8 term threshold
+            EXPECT_NEAR(h[k], r[7 + k], 1e-6) << "band " << r[0] << " k " << k;
+    }
+}
+
+// Four edges (pass, stop, stop, pass) design as two edges with the narrower
+// single-precision gap 2 (50 / 1000) as transition; badly ordered edges, a
+// transition that is not positive (or too narrow to design) and band types
+// outside 1..4 give no taps.
+TEST(KaiserDesign, FourEdgesAndRefusals) {
+    const double t = 2.0 * static_cast<double>(50.0f / 1000.0f);
+    // clang-format off
+    const struct { int band; float f1, f2, f3, f4; double t; bool four; int taps; } cases[] = {
+        {3, 200, 150, 400, 300, 0, true, 75}, {3, 200, 300, 0, 0, t, false, 75},
+        {2, 250, 200, 0, 0, 0, true, 75}, {2, 250, 0, 0, 0, t, false, 75},
+        {4, 100, 150, 250, 400, 0, true, 75}, {4, 100, 400, 0, 0, t, false, 75},
+        {1, 150, 100, 0, 0, 0, true, 0}, {1, 100, 100, 0, 0, 0, true, 0},
+        {2, 100, 150, 0, 0, 0, true, 0}, {3, 150, 200, 400, 300, 0, true, 0},
+        {3, 200, 150, 300, 400, 0, true, 0}, {4, 150, 100, 300, 400, 0, true, 0},
+        {4, 100, 150, 400, 300, 0, true, 0}, {1, 100, 0, 0, 0, 0.0, false, 0},
+        {1, 100, 0, 0, 0, -0.1, false, 0}, {1, 100, 0, 0, 0, NAN, false, 0},
+        {1, 100, 0, 0, 0, 1e-12, false, 0}, {0, 100, 300, 0, 0, 0.1, false, 0},
+        {5, 100, 300, 0, 0, 0.1, false, 0}, {-1, 100, 300, 0, 0, 0.1, false, 0},
+        {0, 100, 150, 250, 300, 0, true, 0}, {5, 100, 150, 250, 300, 0, true, 0}};
+    // clang-format on
+    std::vector<double> fourEdge;
+    for (const auto& c : cases) {
+        double dummy = 0.0, *taps = &dummy;
+        const int n = c.four
+                          ? CFilter::DesignFilter(taps, 1000.0f, c.band, c.f1, c.f2, c.f3, c.f4, 60)
+                          : CFilter::DesignFilter(taps, 1000.0f, c.band, c.f1, c.f2, 60, c.t);
+        ASSERT_TRUE(n == c.taps && (n > 0) == (taps != nullptr)) << c.band << " " << c.f1 << c.t;
+        const auto h = Taken(taps, n);
+        EXPECT_TRUE(c.four || n == 0 || h == fourEdge) << c.band;  // as the row before
+        fourEdge = h;
+    }
+}
 
 TEST(CFilter, LoadingAndBadArguments) {
     CFilter f;
@@ -54,12 +146,12 @@ TEST(CFilter, LoadingAndBadArguments) {
     EXPECT_TRUE(f.IsPrePare() && f.GetDelCount() == 7);  // kept across loads
     float* none = nullptr;
     float data[4] = {1, 2, 3, 4};
-    EXPECT_FALSE(f.FilterData(none, 4, 1, 0));
     // An empty block is done whatever the buffer: nothing to read or write.
-    EXPECT_TRUE(f.FilterData(none, 0, 1, 0) && f.FilterData(data, -3, 1, 0));
-    EXPECT_TRUE(f.FilterData(static_cast<short*>(nullptr), -1, 1, 0));
-    EXPECT_TRUE(f.FilterData(static_cast<int*>(nullptr), 0, 1, -5));
-    EXPECT_FALSE(f.FilterData(data, 2, 1, -1) || f.FilterData(data, 3, -2, 2));  // index < 0
+    EXPECT_TRUE(f.FilterData(none, 0, 1, 0) && f.FilterData(data, -3, 1, 0) &&
+                f.FilterData(static_cast<short*>(nullptr), -1, 1, 0) &&
+                f.FilterData(static_cast<int*>(nullptr), 0, 1, -5));
+    EXPECT_FALSE(f.FilterData(none, 4, 1, 0) || f.FilterData(data, 2, 1, -1) ||
+                 f.FilterData(data, 3, -2, 2));  // null, or an index below 0
     EXPECT_EQ(std::vector<float>(data, data + 4), (std::vector<float>{1, 2, 3, 4}));
     EXPECT_TRUE(f.FilterData(data, 2, -2, 2));  // walking backwards inside the buffer
     EXPECT_EQ(std::vector<float>(data, data + 4), (std::vector<float>{2, 2, 6, 4}));
@@ -76,8 +168,7 @@ TEST(CFilter, LoadingAndBadArguments) {
 // FIR taps are scaled by 16384 and the newest sample meets the last tap; an
 // IIR engine takes a[0] as 1 whatever it holds, and one coefficient is a gain.
 TEST(CFilter, HandWorkedResponses) {
-    const std::vector<float> impulse = {1, 0, 0, 0, 0};
-    const std::vector<float> halving = {1, 0.5f, 0.25f, 0.125f, 0.0625f};
+    const std::vector<float> impulse = {1, 0, 0, 0, 0}, halving = {1, 0.5f, 0.25f, 0.125f, 0.0625f};
     const struct {
         std::vector<double> a, b;
         std::vector<float> in, out;
@@ -122,22 +213,21 @@ TEST(CFilter, IntegerSamplesTruncateAndWrap) {
 // difference equation (IIR). Copies made mid-stream share the history; Reset
 // and a reload from the engine's own arrays start afresh.
 TEST(CFilter, StreamSplitsCopiesAndReset) {
-    const auto taps = KaiserLowPass();
-    const size_t n = taps.size();
+    const auto x = Noise(1000, 23);
+    const auto h = KaiserLowPass();
     std::mt19937 gen(17);
     for (bool iir : {false, true}) {
-        const auto x = Noise(1000, 23);
-        std::vector<double> ref(x.size());
-        for (size_t i = 0; i < x.size(); ++i) {
-            double acc = 0.0;
-            for (size_t k = 0; k <= i && k < (iir ? 3 : n); ++k)
-                acc += iir ? kB[k] * x[i - k] - (k > 0 ? kA[k] * ref[i - k] : 0.0)
-                           : taps[n - 1 - k] * x[i - k];
-            ref[i] = iir ? acc : acc / 16384.0;
-        }
         CFilter whole, pieces, f;
         for (CFilter* e : {&whole, &pieces, &f})
-            iir ? Load(*e, {kA, kA + 3}, {kB, kB + 3}) : Load(*e, taps);
+            iir ? Load(*e, {kA, kA + 3}, {kB, kB + 3}) : Load(*e, h);
+        std::vector<double> ref(x.size());
+        for (size_t i = 0, n = iir ? 3 : h.size(); i < x.size(); ++i) {
+            double acc = 0.0;
+            for (size_t k = 0; k <= i && k < n; ++k)
+                acc += iir ? kB[k] * x[i - k] - (k > 0 ? kA[k] * ref[i - k] : 0.0)
+                           : h[n - 1 - k] * x[i - k];
+            ref[i] = iir ? acc : acc / 16384.0;
+        }
         const auto one = Block(whole, x);
         std::vector<float> stereo(2000, -7.0f);
         for (int i = 0; i < 1000; ++i)
@@ -150,26 +240,25 @@ TEST(CFilter, StreamSplitsCopiesAndReset) {
             EXPECT_NEAR(one[i], static_cast<float>(ref[i]), iir ? 1e-3 : 0.0) << iir << " " << i;
             EXPECT_TRUE(stereo[2 * i + 1] == one[i] && stereo[2 * i] == -7.0f) << iir << " " << i;
         }
-        for (int i = 0; i < 20; ++i)
-            Step(f, x[i]);
+        const auto part = [&](const std::vector<float>& v, int from, int to) {
+            return std::vector<float>(v.begin() + from, v.begin() + to);
+        };
+        Block(f, part(x, 0, 20));
         {
             CFilter copy(f), assigned;
             assigned = f;
             EXPECT_EQ(copy.m_pState, f.m_pState);
-            EXPECT_TRUE(Step(copy, x[20]) == one[20] && Step(assigned, x[21]) == one[21]);
+            EXPECT_EQ(Block(copy, part(x, 20, 21)), part(one, 20, 21));
+            EXPECT_EQ(Block(assigned, part(x, 21, 22)), part(one, 21, 22));
             Load(copy, {16384.0});  // leaves the others' arrays alive
         }
-        for (int i = 22; i < 40; ++i)
-            EXPECT_EQ(Step(f, x[i]), one[i]) << iir << " " << i;
-        for (int restart = 0; restart < 2; ++restart) {
-            if (restart == 0)
-                f.Reset();
-            else if (iir)  // reload from the engine's own arrays
-                f.SetIIRCoief(f.m_nCoefCount, f.m_pCoefA, f.m_pCoefB);
-            else
-                f.SetFIRCoief(f.m_nCoefCount, f.m_pCoefA);
-            for (int i = 0; i < 20; ++i)
-                EXPECT_EQ(Step(f, x[i]), one[i]) << iir << " " << restart << " " << i;
-        }
+        EXPECT_EQ(Block(f, part(x, 22, 1000)), part(one, 22, 1000)) << iir;
+        f.Reset();
+        EXPECT_EQ(Block(f, x), one) << iir;
+        if (iir)  // reload from the engine's own arrays
+            f.SetIIRCoief(f.m_nCoefCount, f.m_pCoefA, f.m_pCoefB);
+        else
+            f.SetFIRCoief(f.m_nCoefCount, f.m_pCoefA);
+        EXPECT_EQ(Block(f, x), one) << iir;
     }
 }
