@@ -136,8 +136,8 @@ TEST(WindowFunctions, AgainstScipyAndByHand) {
 }
 
 // An even length designs one tap more; one tap of a cosine sum is NaN, of the
-// open Hann 1.0 times w1 = 0.2. A bad specification changes nothing.
-TEST(WindowsFilter, LengthsAndBadSpecifications) {
+// open Hann 1.0 times w1 = 0.2. A bad parameter set changes nothing.
+TEST(WindowsFilter, LengthsAndBadParameters) {
     // clang-format off
     const double cases[][7] = {  // band fs f1 f2 window length -> taps (0: refused)
         {1, 1000, 100, -1, 0, 50, 51}, {1, 1000, 100, -1, 0, 51, 51}, {1, 1000, 100, -1, 0, 0, 1},
@@ -252,8 +252,7 @@ TEST(KaiserDesign, LengthBetaAndScipyDesigns) {
         ASSERT_TRUE(n > 0 && (r[4] == 0 || n == r[4]) && k.m_nLength == n) << r[0];
         EXPECT_NEAR(k.m_dBeta, r[1], 2e-15 * r[1]) << r[0];
         EXPECT_TRUE(k.m_dNyquist == 1.0 && k.m_dFreq1 == c1 &&
-                    k.m_pCoef[n / 2] == 16384.0 * (r[2] / 2 + c1))
-            << r[3];
+                    k.m_pCoef[n / 2] == 16384.0 * (r[2] / 2 + c1));
     }
     // Records: band fs f1 f2 atten transition numtaps taps*16384, from
     // scipy.signal.firwin with a Kaiser window and scale=False.
@@ -327,15 +326,15 @@ TEST(CFilter, LoadingAndBadArguments) {
     EXPECT_TRUE(f.FilterFIRData(3.5f) == 3.5f && f.FilterIIRData(3.5f) == 3.5f);  // unchanged
 }
 
-// FIR taps are scaled by 16384 and the newest sample meets the last tap; an
-// IIR engine takes a[0] as 1 whatever it holds, and one coefficient is a gain.
+// FIR taps are scaled by 16384 and the newest sample meets the last tap (taps
+// 0.5, 0.25 give 0.25 * 8 + 0.5 * 4 = 4); an IIR engine takes a[0] as 1
+// whatever it holds, and one coefficient is a gain.
 TEST(CFilter, HandWorkedSamples) {
     const std::vector<float> impulse = {1, 0, 0, 0, 0}, halving = {1, 0.5f, 0.25f, 0.125f, 0.0625f};
     // clang-format off
     const struct { std::vector<double> a, b; std::vector<float> in, out; } cases[] = {
         {{16384}, {}, {1.5f, -2.25f, 1e6f, -3e-3f}, {1.5f, -2.25f, 1e6f, -3e-3f}},
-        {{16384, 0}, {}, {1, 2, 3, 4}, {0, 1, 2, 3}},
-        {{8192, 4096}, {}, {4, 8}, {1, 4}},  // 0.25 * 8 + 0.5 * 4
+        {{16384, 0}, {}, {1, 2, 3, 4}, {0, 1, 2, 3}}, {{8192, 4096}, {}, {4, 8}, {1, 4}},
         {{1, -0.5}, {1, 0}, impulse, halving}, {{4, -0.5}, {1, 0}, impulse, halving},
         {{1}, {0.5}, {4, -2, 1}, {2, -1, 0.5f}}};
     // clang-format on
