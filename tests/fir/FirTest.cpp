@@ -153,7 +153,7 @@ TEST(WindowsFilter, LengthsAndBadParameters) {
         ASSERT_EQ(Design(f, int(c[0]), c[1], c[2], c[3], int(c[4]), int(c[5])), taps > 0 ? 0 : -1)
             << c[0] << " " << c[2] << " " << c[3] << " " << c[5];
         EXPECT_TRUE(f.m_nLength == std::max(taps, 1) && (f.m_pCoef != nullptr) == (taps > 0));
-        EXPECT_TRUE(f.m_dFreqScale == (taps > 0 ? 1.0 : 0.0) &&
+        EXPECT_TRUE(f.m_dFreqScale == (taps > 0 ? 1.0 : 0.0) && (taps == 0 || f.m_dFreq1 == 0.2) &&
                     f.m_dFreq2 == (taps > 0 ? c[3] / 500 : c[3]));  // normalised to Nyquist
         EXPECT_TRUE(f.GetNumerator() == f.m_pCoef && f.GetCoefCount() == 0);
         EXPECT_TRUE(taps != 1 || (c[4] <= 1 ? f.m_pCoef[0] == 0.2 : std::isnan(f.m_pCoef[0])));
@@ -193,6 +193,11 @@ TEST(WindowsFilter, DesignsAndResponsesMatchScipy) {
             const bool tiny = r[7 + k] <= 1e-3;
             EXPECT_NEAR(phase[k], tiny ? 0.0 : r[7 + points + k], tiny ? kPi / 2 : 1e-6) << k;
         }
+        EXPECT_EQ(fresh.GetAmplitudeResponse(&count), amp);  // kept
+        fresh.m_nRespCount = 0;
+        count = phaseCount = -1;  // with no response points nothing is returned or counted
+        EXPECT_TRUE(!fresh.GetAmplitudeResponse(&count) && !fresh.GetPhaseResponse(&phaseCount) &&
+                    count == -1 && phaseCount == -1);
     }
 }
 
@@ -296,6 +301,10 @@ TEST(KaiserDesign, FourEdgesAndRefusals) {
         EXPECT_TRUE(c.four || n == 0 || h == fourEdge) << c.band;  // as the row before
         fourEdge = h;
     }
+    // At 0 Hz the transition 2 (50 / 0) is infinite: 52.05 / inf + 1 gives 3 taps.
+    double* taps = nullptr;
+    const int three = CFilter::DesignFilter(taps, 0.0f, 1, 100, 150, 0, 0, 60);
+    EXPECT_EQ(Taken(taps, three).size(), 3u);
 }
 
 TEST(CFilter, LoadingAndBadArguments) {
