@@ -1,0 +1,419 @@
+#include <gtest/gtest.h>
+
+#include <RZFilterFunc/filter/FilterUser.h>
+#include <RZFilterFunc/fir/CFilter.h>
+#include <RZFilterFunc/fir/CKaiserFilter.h>
+#include <RZFilterFunc/fir/WindowFunctions.h>
+#include <RZFilterFunc/fir/WindowsFilter.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+// Reads $RZF_TEST_DATA/fir/<name>, one record of numbers per line, and checks
+// that it holds the expected number of records.
+std::vector<std::vector<double>> ReadFirTable(const std::string& name, size_t records) {
+    const char* root = std::getenv("RZF_TEST_DATA");
+    std::ifstream in(std::string(root != nullptr ? root : ".") + "/fir/" + name);
+    std::vector<std::vector<double>> rows;
+    for (std::string line; std::getline(in, line);) {
+        std::istringstream fields(line);
+        rows.emplace_back(std::istream_iterator<double>(fields), std::istream_iterator<double>());
+    }
+    EXPECT_EQ(rows.size(), records) << name;
+    return rows;
+}
+
+// Uniform noise in [-1000, 1000).
+std::vector<float> Noise(size_t n, unsigned seed) {
+    std::mt19937 gen(seed);
+    std::uniform_real_distribution<float> dist(-1000.0f, 1000.0f);
+    std::vector<float> v(n);
+    std::generate(v.begin(), v.end(), [&] { return dist(gen); });
+    return v;
+}
+
+const double kPi = 3.14159265358979323846;
+const float kSentinel = -7.0f;
+
+int Design(WindowsFilter& f, int band, double fs, double f1, double f2, int window, int length) {
+    f.m_nBandType = band;
+    f.m_dSampleFreq = fs;
+    f.m_dFreq1 = f1;
+    f.m_dFreq2 = f2;
+    f.m_nWindowType = window;
+    return f.DesignFIR(length);
+}
+
+// Second-order low-pass section, a[0] = 1.
+const std::vector<double> kA = {1.0, -1.1429805025399011, 0.41280159809618866};
+const std::vector<double> kB = {0.067455273889071896, 0.13491054777814379, 0.067455273889071896};
+
+// Takes over an array handed out by the static designs.
+std::vector<double> Taken(double* taps, int n) {
+    std::unique_ptr<double[]> owner(taps);
+    return std::vector<double>(taps, taps + n);
+}
+
+// A Kaiser low-pass as callers use it: 1 kHz sampling, 100 Hz edge, 60 dB.
+std::vector<double> KaiserLowPass() {
+    double* taps = nullptr;
+    const int n = CFilter::DesignFilter(taps, 1000.0f, 1, 100.0f, 0.0f, 60, 0.1);
+    return Taken(taps, n);
+}
+
+// Loads FIR taps, or IIR feedback a and feed-forward b (b empty: FIR).
+void Load(CFilter& f, std::vector<double> a, std::vector<double> b = {}) {
+    const int n = static_cast<int>(a.size());
+    b.empty() ? f.SetFIRCoief(n, a.data()) : f.SetIIRCoief(n, a.data(), b.data());
+}
+
+template <typename T>
+std::vector<T> Block(CFilter& f, std::vector<T> x) {
+    EXPECT_TRUE(f.FilterData(x.data(), static_cast<int>(x.size()), 1, 0));
+    return x;
+}
+
+}  // namespace
+
+// Records: code n beta w[0..n-1], from scipy.signal.windows (symmetric), and
+// x I0(x) from scipy.special.i0 (the series stops at an absolute 1e-8 term).
+TEST(WindowFunctions, AgainstScipyAndByHand) {
+    for (const auto& r : ReadFirTable("windows.txt", 68)) {
+        const int code = int(r[0]), n = int(r[1]);
+        std::vector<float> w(n, kSentinel);
+        ASSERT_TRUE(r.size() == n + 3u && rzf::MakeWindow(w.data(), n, code, r[2], 1, 1, -3));
+        for (int k = 0; k < n; ++k)  // and exactly symmetric
+            EXPECT_TRUE(std::fabs(w[k] - r[3 + k]) <= 6e-8 && w[k] == w[n - 1 - k])
+                << "code " << code << " n " << n << " k " << k << ": " << w[k] << " " << r[3 + k];
+    }
+    for (const auto& r : ReadFirTable("bessel_i0.txt", 9))
+        EXPECT_NEAR(rzf::BesselI0(r[0]), r[1], 1e-8 + 1e-14 * r[1]) << r[0];
+    // A first term below the threshold ends the series at once.
+    EXPECT_TRUE(rzf::BesselI0(1e-4) == 1.0 + 5e-5 * 5e-5 && std::isnan(rzf::BesselI0(NAN)));
+    // Short windows by hand, written into a buffer of 10 sentinels; a refused
+    // window, or one of no points, leaves it untouched. One point: the Kaiser
+    // window divides 0 by 0 (as do the cosine sums, see the one-tap designs), the
+    // Hann without end points is the middle of a 3-point Hann.
+    const float nan = NAN;
+    // clang-format off
+    const struct { int code, n; double from, to, span; bool ok; std::vector<float> w; } cases[] = {
+        {0, 3, 0, 1, 1, 1, {1, 1, 1}}, {-1, 2, 0, 1, 1, 1, {1, 1}}, {0, -4, 0, 1, 1, 1, {}},
+        {10, 2, 0, 1, 1, 1, {1, 1}}, {9, 1, 5, 1, 1, 1, {nan}}, {1, 1, 0, 1, 1, 1, {1}},
+        {4, 1, 0, 1, 1, 1, {1}}, {7, 8, 0.25, 0.75, 1, 1, {0, 0, 1, 1, 1, 1, 0, 0}},
+        // Segment [2, 7) falling three decades over its 5 points.
+        {6, 10, 0.2, 0.7, 1, 1,
+         {0, 0, 1, 0.251188643f, 0.0630957344f, 0.0158489319f, 0.00398107171f, 0, 0, 0}},
+        {2, 0, 0, 1, 1, 0, {}}, {2, -4, 0, 1, 1, 0, {}},  // no negative window
+        {6, 10, 0.2, 0.7, 0, 0, {}}, {6, 10, 0, 1.5, 1, 0, {}},
+        {7, 10, -0.5, 1, 1, 0, {}}, {7, 10, nan, 1, 1, 0, {}}};
+    // clang-format on
+    for (const auto& c : cases) {
+        std::vector<float> w(10, kSentinel);
+        EXPECT_EQ(rzf::MakeWindow(w.data(), c.n, c.code, c.from, c.to, c.span, -3), c.ok);
+        for (size_t k = 0; k < w.size(); ++k) {
+            const float e = k < c.w.size() ? c.w[k] : kSentinel, v = w[k];
+            EXPECT_TRUE(std::isnan(e) ? std::isnan(v) : std::fabs(v - e) <= 1e-6f * std::fabs(e))
+                << "code " << c.code << " n " << c.n << " k " << k << ": " << v;
+        }
+    }
+    std::vector<float> w(50001, kSentinel);  // codes 4 and 0 are not cosine sums
+    EXPECT_FALSE(rzf::MakeCosineWindow(w.data(), 4, 4) || rzf::MakeCosineWindow(w.data(), 4, 0) ||
+                 rzf::MakeWindow(nullptr, 5, 0, 0, 1, 1, -3) || w[0] != kSentinel);
+    // (n-1)^2 no longer fits 32 bits here; the centre is still exactly 1.
+    ASSERT_TRUE(rzf::MakeWindow(w.data(), 50001, 9, 5.0, 1, 1, -3));
+    EXPECT_TRUE(w[25000] == 1.0f && w[0] == w[50000]);
+}
+
+// An even length designs one tap more; one tap of a cosine sum is NaN, of the
+// open Hann 1.0 times w1 = 0.2. A bad parameter set changes nothing.
+TEST(WindowsFilter, LengthsAndBadParameters) {
+    // clang-format off
+    const double cases[][7] = {  // band fs f1 f2 window length -> taps (0: refused)
+        {1, 1000, 100, -1, 0, 50, 51}, {1, 1000, 100, -1, 0, 51, 51}, {1, 1000, 100, -1, 0, 0, 1},
+        {1, 1000, 100, -1, 0, 2, 3}, {1, 1000, 100, -1, 1, 1, 1}, {1, 1000, 100, -1, 2, 1, 1},
+        {1, 1000, 100, -1, 3, 1, 1}, {1, 1000, 100, -1, 5, 1, 1}, {1, 1000, 100, -1, 8, 1, 1},
+        {3, 1000, 100, 0, 0, 21, 0}, {4, 1000, 100, -1, 0, 21, 0}, {1, 1000, 0, 300, 0, 21, 0},
+        {1, 0, 100, 300, 0, 21, 0}, {1, 1000, NAN, 0, 0, 21, 0}, {0, 1000, 100, 300, 0, 21, 0},
+        {5, 1000, 100, 300, 0, 21, 0}, {1, 1000, 100, 300, 0, -3, 0}};
+    // clang-format on
+    for (const auto& c : cases) {
+        WindowsFilter f;
+        const int taps = int(c[6]);
+        ASSERT_EQ(Design(f, int(c[0]), c[1], c[2], c[3], int(c[4]), int(c[5])), taps > 0 ? 0 : -1)
+            << c[0] << " " << c[2] << " " << c[3] << " " << c[5];
+        EXPECT_TRUE(f.m_nLength == std::max(taps, 1) && (f.m_pCoef != nullptr) == (taps > 0));
+        EXPECT_TRUE(f.m_dFreqScale == (taps > 0 ? 1.0 : 0.0) && (taps == 0 || f.m_dFreq1 == 0.2) &&
+                    f.m_dFreq2 == (taps > 0 ? c[3] / 500 : c[3]));  // normalised to Nyquist
+        EXPECT_TRUE(f.GetNumerator() == f.m_pCoef && f.GetCoefCount() == 0);
+        EXPECT_TRUE(taps != 1 || (c[4] <= 1 ? f.m_pCoef[0] == 0.2 : std::isnan(f.m_pCoef[0])));
+    }
+}
+
+// Records: band code fs f1 f2 length taps, from scipy.signal.firwin(scale=False).
+// Codes 6, 7 and 9 have no parameters here and design rectangular, also when
+// the same object designs again with its edges reloaded in Hz.
+TEST(WindowsFilter, DesignsAndResponsesMatchScipy) {
+    WindowsFilter f;
+    for (const auto& r : ReadFirTable("window_designs.txt", 56)) {
+        const int band = int(r[0]), code = int(r[1]), length = int(r[5]);
+        for (int as : code == 0 ? std::vector<int>{0, 6, 7, 9} : std::vector<int>{code}) {
+            ASSERT_EQ(Design(f, band, r[2], r[3], r[4], as, length), 0);
+            ASSERT_TRUE(f.m_nLength == length && r.size() == length + 6u);
+            for (int k = 0; k < length; ++k)  // window held in float: half an ulp of 1 is 3e-8
+                EXPECT_NEAR(f.m_pCoef[k], r[6 + k], 6e-8) << band << " " << as << " " << k;
+        }
+    }
+    // Records: band code fs f1 f2 length points |H|/max|H| phase, from
+    // scipy.signal.freqz on the grid k * 3.1415926 / points.
+    for (const auto& r : ReadFirTable("responses.txt", 2)) {
+        const int points = int(r[6]);
+        WindowsFilter fresh;
+        int count = -1, phaseCount = -1;  // without taps only the amplitude writes its count
+        EXPECT_TRUE(!fresh.GetPhaseResponse(&phaseCount) && !fresh.GetAmplitudeResponse(&count) &&
+                    count == points && phaseCount == -1);
+        ASSERT_EQ(Design(fresh, int(r[0]), r[2], r[3], r[4], int(r[1]), int(r[5])), 0);
+        const double* amp = fresh.GetAmplitudeResponse(&count);
+        const double* phase = fresh.GetPhaseResponse(&phaseCount);
+        ASSERT_TRUE(amp && phase && count == points && phaseCount == points &&
+                    r.size() == 7u + 2u * points && *std::max_element(amp, amp + points) == 0.0);
+        for (int k = 0; k < points; ++k) {  // phase compared where the response is not tiny
+            EXPECT_NEAR(std::pow(10.0, amp[k] / 20.0), r[7 + k], 1e-7) << k;
+            EXPECT_DOUBLE_EQ(fresh.m_pFreqAxis[k], k * r[2] / (2.0 * points));
+            const bool tiny = r[7 + k] <= 1e-3;
+            EXPECT_NEAR(phase[k], tiny ? 0.0 : r[7 + points + k], tiny ? kPi / 2 : 1e-6) << k;
+        }
+        EXPECT_EQ(fresh.GetAmplitudeResponse(&count), amp);  // kept
+        fresh.m_nRespCount = 0;
+        count = phaseCount = -1;  // with no response points nothing is returned or counted
+        EXPECT_TRUE(!fresh.GetAmplitudeResponse(&count) && !fresh.GetPhaseResponse(&phaseCount) &&
+                    count == -1 && phaseCount == -1);
+    }
+}
+
+// The designer's window path: selector 3 designs rectangular, an even length
+// grows to odd, and each product is rounded to float before it is summed.
+TEST(WindowsFilter, DesignerWindowPath) {
+    FilterUser user;
+    user.setFilterParameter(BAND_LOWPASS, DM_WINDOW_FIR, 100, 140, 160, 200, 1000, 20, 0.3, 40, 0);
+    user.setWindowType(3);
+    ASSERT_TRUE(user.DesignFilter());
+    auto* fir = dynamic_cast<WindowsFilter*>(user.m_pFilter);
+    ASSERT_TRUE(fir != nullptr && fir->m_nWindowType == 0 && fir->m_nLength == 21);
+    const double* h = fir->m_pCoef;
+    for (int m = -10; m <= 10; ++m)
+        EXPECT_NEAR(h[10 + m], m == 0 ? 0.2 : std::sin(0.2 * kPi * m) / (kPi * m), 1e-16) << m;
+    auto x = Noise(300, 41), y = x;
+    user.FilterData(x.data(), y.data(), 300);
+    EXPECT_EQ(user.m_nFIRLength, 21);
+    int visible = 0;
+    for (int n = 0; n < 300; ++n) {
+        double rounded = 0.0, exact = 0.0;
+        for (int k = 0; k <= std::min(n, 20); ++k) {  // the newest sample meets the last tap
+            rounded += static_cast<float>(h[20 - k] * x[n - k]);
+            exact += h[20 - k] * x[n - k];
+        }
+        EXPECT_EQ(y[n], static_cast<float>(rounded)) << n;
+        visible += static_cast<float>(exact) != y[n];
+    }
+    EXPECT_GT(visible, 0);
+}
+
+// Length 2n + 1 with n = trunc((A - 7.95) / (14.36 D) + 1) above 21 dB, else
+// trunc(0.9222 / D + 1): 60 dB at 0.1 gives 37, 50 dB 30, 45 dB at 0.08 33,
+// 22 and 21 dB 10, 10 dB at 0.05 19. Beta follows its three formulas, and
+// scipy.signal.kaiser_beta (taps unchecked there). The centre tap is
+// 16384 (g + c1), its window value being 1; the sampling rate only scales the
+// edge, so at 0 Hz it is infinite and at -1000 Hz it flips sign.
+TEST(KaiserDesign, LengthBetaAndScipyDesigns) {
+    // clang-format off
+    std::vector<std::vector<double>> rows = {  // attenuation beta transition fs taps
+        {60, 0.1102 * 51.3, 0.1, 1000, 75}, {50, 0.1102 * 41.3, 0.1, 1000, 61},
+        {45, 0.5842 * std::pow(24.0, 0.4) + 0.07886 * 24, 0.08, 1000, 67},
+        {22, 0.5842 + 0.07886, 0.1, 1000, 21}, {21, 0, 0.1, 1000, 21}, {10, 0, 0.05, 1000, 39},
+        {60, 0.1102 * 51.3, 0.1, 0, 75}, {60, 0.1102 * 51.3, 0.1, -1000, 75}};
+    // clang-format on
+    for (const auto& r : ReadFirTable("kaiser_beta.txt", 9))  // taps unchecked
+        rows.push_back({r[0], r[1], 0.1, 1000, 0});
+    for (const auto& r : rows) {
+        CKaiserFilter k;
+        k.m_nBandType = 1;
+        k.m_dFreq1 = 100.0;
+        k.m_dNyquist = r[3] * 0.5;
+        k.m_dAtten = r[0];
+        k.m_dTransition = r[2];
+        const int n = k.Design();
+        const double c1 = 100.0 / (r[3] * 0.5);
+        ASSERT_TRUE(n > 0 && (r[4] == 0 || n == r[4]) && k.m_nLength == n) << r[0];
+        EXPECT_NEAR(k.m_dBeta, r[1], 2e-15 * r[1]) << r[0];
+        EXPECT_TRUE(k.m_dNyquist == 1.0 && k.m_dFreq1 == c1 &&
+                    k.m_pCoef[n / 2] == 16384.0 * (r[2] / 2 + c1));
+    }
+    // Records: band fs f1 f2 atten transition numtaps taps*16384, from
+    // scipy.signal.firwin with a Kaiser window and scale=False.
+    for (const auto& r : ReadFirTable("kaiser_designs.txt", 9)) {
+        double* taps = nullptr;
+        const int n = CFilter::DesignFilter(taps, float(r[1]), int(r[0]), float(r[2]), float(r[3]),
+                                            int(r[4]), r[5]);
+        const auto h = Taken(taps, n);
+        ASSERT_TRUE(n == int(r[6]) && r.size() == n + 7u) << "band " << r[0] << " " << r[4];
+        for (int k = 0; k < n; ++k)  // I0 here ends at an absolute 1e-8 term threshold
+            EXPECT_NEAR(h[k], r[7 + k], 1e-6) << "band " << r[0] << " k " << k;
+    }
+}
+
+// Four edges (pass, stop, stop, pass) design as two edges with the narrower
+// single-precision gap 2 (50 / 1000) as transition; badly ordered edges, a
+// transition that is not positive (or too narrow to design) and band types
+// outside 1..4 give no taps.
+TEST(KaiserDesign, FourEdgesAndRefusals) {
+    const double t = 2.0 * static_cast<double>(50.0f / 1000.0f);
+    // clang-format off
+    const struct { int band; float f1, f2, f3, f4; double t; bool four; } cases[] = {  // 6 designs
+        {3, 200, 150, 400, 300, 0, 1}, {3, 200, 300, 0, 0, t, 0}, {2, 250, 200, 0, 0, 0, 1},
+        {2, 250, 0, 0, 0, t, 0}, {4, 100, 150, 250, 400, 0, 1}, {4, 100, 400, 0, 0, t, 0},
+        {1, 150, 100, 0, 0, 0, 1}, {1, 100, 100, 0, 0, 0, 1}, {2, 100, 150, 0, 0, 0, 1},
+        {3, 150, 200, 400, 300, 0, 1}, {3, 200, 150, 300, 400, 0, 1}, {4, 150, 100, 300, 400, 0, 1},
+        {4, 100, 150, 400, 300, 0, 1}, {0, 100, 150, 250, 300, 0, 1}, {5, 100, 150, 250, 300, 0, 1},
+        {1, 100, 0, 0, 0, 0.0, 0}, {1, 100, 0, 0, 0, -0.1, 0}, {1, 100, 0, 0, 0, NAN, 0},
+        {1, 100, 0, 0, 0, 1e-12, 0}, {0, 100, 300, 0, 0, 0.1, 0}, {5, 100, 300, 0, 0, 0.1, 0},
+        {-1, 100, 300, 0, 0, 0.1, 0}};
+    // clang-format on
+    std::vector<double> fourEdge;
+    for (const auto& c : cases) {
+        double dummy = 0.0, *taps = &dummy;
+        const int n = c.four
+                          ? CFilter::DesignFilter(taps, 1000.0f, c.band, c.f1, c.f2, c.f3, c.f4, 60)
+                          : CFilter::DesignFilter(taps, 1000.0f, c.band, c.f1, c.f2, 60, c.t);
+        ASSERT_TRUE(n == (&c < cases + 6 ? 75 : 0) && (n > 0) == (taps != nullptr))
+            << c.band << c.t;
+        const auto h = Taken(taps, n);
+        EXPECT_TRUE(c.four || n == 0 || h == fourEdge) << c.band;  // as the row before
+        fourEdge = h;
+    }
+    // At 0 Hz the transition 2 (50 / 0) is infinite: 52.05 / inf + 1 gives 3 taps.
+    double* taps = nullptr;
+    const int three = CFilter::DesignFilter(taps, 0.0f, 1, 100, 150, 0, 0, 60);
+    EXPECT_EQ(Taken(taps, three).size(), 3u);
+}
+
+TEST(CFilter, LoadingAndBadArguments) {
+    CFilter f;
+    float data[4] = {1, 2, 3, 4}, *none = nullptr;
+    EXPECT_FALSE(f.IsPrePare() || f.IsIIRFilter() || f.FilterData(data, 2, 1, 0));
+    f.SetDelCount(-5);
+    EXPECT_EQ(f.GetDelCount(), 0);
+    f.SetDelCount(7);
+    Load(f, {32768.0});                                  // gain 2
+    EXPECT_TRUE(f.IsPrePare() && f.GetDelCount() == 7);  // kept across loads
+    // An empty block is done whatever the buffer: nothing to read or write.
+    EXPECT_TRUE(f.FilterData(none, 0, 1, 0) && f.FilterData(data, -3, 1, 0) &&
+                f.FilterData(static_cast<short*>(nullptr), -1, 1, 0) &&
+                f.FilterData(static_cast<int*>(nullptr), 0, 1, -5));
+    EXPECT_FALSE(f.FilterData(none, 4, 1, 0) || f.FilterData(data, 2, 1, -1) ||
+                 f.FilterData(data, 3, -2, 2));  // null, or an index below 0
+    EXPECT_EQ(std::vector<float>(data, data + 4), (std::vector<float>{1, 2, 3, 4}));
+    EXPECT_TRUE(f.FilterData(data, 2, -2, 2));  // walking backwards inside the buffer
+    EXPECT_EQ(std::vector<float>(data, data + 4), (std::vector<float>{2, 2, 6, 4}));
+    // Invalid loads leave the engine unprepared, with no arrays.
+    double one = 1.0;
+    f.SetFIRCoief(0, &one);
+    EXPECT_TRUE(!f.IsPrePare() && f.m_pCoefA == nullptr);
+    f.SetIIRCoief(2, &one, nullptr);
+    EXPECT_TRUE(!f.IsPrePare() && f.IsIIRFilter() && f.m_nCoefCount == 2 && !f.m_pState);
+    f.Reset();
+    EXPECT_TRUE(f.FilterFIRData(3.5f) == 3.5f && f.FilterIIRData(3.5f) == 3.5f);  // unchanged
+}
+
+// FIR taps are scaled by 16384 and the newest sample meets the last tap (taps
+// 0.5, 0.25 give 0.25 * 8 + 0.5 * 4 = 4); an IIR engine takes a[0] as 1
+// whatever it holds, and one coefficient is a gain.
+TEST(CFilter, HandWorkedSamples) {
+    const std::vector<float> impulse = {1, 0, 0, 0, 0}, halving = {1, 0.5f, 0.25f, 0.125f, 0.0625f};
+    // clang-format off
+    const struct { std::vector<double> a, b; std::vector<float> in, out; } cases[] = {
+        {{16384}, {}, {1.5f, -2.25f, 1e6f, -3e-3f}, {1.5f, -2.25f, 1e6f, -3e-3f}},
+        {{16384, 0}, {}, {1, 2, 3, 4}, {0, 1, 2, 3}}, {{8192, 4096}, {}, {4, 8}, {1, 4}},
+        {{1, -0.5}, {1, 0}, impulse, halving}, {{4, -0.5}, {1, 0}, impulse, halving},
+        {{1}, {0.5}, {4, -2, 1}, {2, -1, 0.5f}}};
+    // clang-format on
+    CFilter f;
+    for (const auto& c : cases) {
+        Load(f, c.a, c.b);
+        EXPECT_EQ(Block(f, c.in), c.out) << c.a[0];
+        EXPECT_TRUE(f.IsIIRFilter() == !c.b.empty() &&
+                    f.m_dLastOutput == c.out.back() * (c.b.empty() ? 16384.0 : 1.0));  // unscaled
+    }
+    Load(f, KaiserLowPass());  // unity pass-band gain (60 dB: ripple about 0.1 %)
+    EXPECT_NEAR(Block(f, std::vector<float>(200, 1000.0f)).back(), 1000.0f, 1.0f);
+    // Integer results truncate toward zero; 16-bit samples keep the low 16 bits,
+    // and a value outside 32 bits (or NaN) becomes the integer-indefinite INT32_MIN.
+    // clang-format off
+    const struct { double tap; short in, out16; int out32; } integers[] = {
+        {32768, 20000, -25536, 40000}, {32768, -3, -6, -6}, {32768, 16383, 32766, 32766},
+        {1638.4, -17, -1, -1}, {1638.4, 17, 1, 1}, {NAN, 5, 0, INT32_MIN}};
+    // clang-format on
+    for (const auto& c : integers) {
+        Load(f, {c.tap});
+        EXPECT_EQ(Block<short>(f, {c.in})[0], c.out16) << c.tap << " " << c.in;
+        EXPECT_EQ(Block<int>(f, {c.in})[0], c.out32) << c.tap << " " << c.in;
+    }
+    EXPECT_EQ(Block<int>(f, {2000000000, -2000000000}), (std::vector<int>{INT32_MIN, INT32_MIN}));
+}
+
+// One channel of an interleaved pair, fed in blocks split at random points,
+// equals one call, which follows the direct convolution (FIR, exactly) or the
+// difference equation (IIR). Copies made mid-stream share the history; Reset
+// and a reload from the engine's own arrays start afresh.
+TEST(CFilter, StreamSplitsCopiesAndReset) {
+    const auto x = Noise(1000, 23);
+    std::mt19937 gen(17);
+    for (const auto& a : {KaiserLowPass(), kA}) {
+        const auto& b = a.size() == 3 ? kB : std::vector<double>();
+        const size_t n = a.size();
+        CFilter whole, f;
+        Load(whole, a, b);
+        Load(f, a, b);
+        const auto one = Block(whole, x);
+        std::vector<double> ref(x.size());
+        std::vector<float> stereo(2000, -7.0f);
+        for (size_t i = 0; i < x.size(); ++i) {
+            stereo[2 * i + 1] = x[i];
+            for (size_t k = 0; k <= i && k < n; ++k)  // FIR: the newest sample meets the last tap
+                ref[i] += b.empty() ? a[n - 1 - k] * x[i - k]
+                                    : b[k] * x[i - k] - (k > 0 ? a[k] * ref[i - k] : 0.0);
+            ref[i] /= b.empty() ? 16384.0 : 1.0;
+            EXPECT_NEAR(one[i], static_cast<float>(ref[i]), b.empty() ? 0.0 : 1e-3) << n << i;
+        }
+        for (int at = 0, len = 0; at < 1000; at += len) {
+            len = std::min(1000 - at, static_cast<int>(gen() % 97));
+            ASSERT_TRUE(f.FilterData(stereo.data(), len, 2, 2 * at + 1));
+        }
+        for (int i = 0; i < 1000; ++i)
+            EXPECT_TRUE(stereo[2 * i + 1] == one[i] && stereo[2 * i] == -7.0f) << n << " " << i;
+        f.Reset();
+        Block<float>(f, {x.begin(), x.begin() + 20});
+        {
+            CFilter copy(f), assigned;
+            assigned = f;
+            EXPECT_TRUE(copy.m_pState == f.m_pState && Block<float>(copy, {x[20]})[0] == one[20] &&
+                        Block<float>(assigned, {x[21]})[0] == one[21]);
+            Load(copy, {16384.0});  // leaves the others' arrays alive
+        }
+        EXPECT_EQ(Block<float>(f, {x.begin() + 22, x.end()}),
+                  decltype(x)(one.begin() + 22, one.end()));
+        b.empty() ? f.SetFIRCoief(f.m_nCoefCount, f.m_pCoefA)  // from its own arrays
+                  : f.SetIIRCoief(f.m_nCoefCount, f.m_pCoefA, f.m_pCoefB);
+        EXPECT_EQ(Block(f, x), one) << n;
+    }
+}
