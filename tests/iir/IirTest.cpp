@@ -14,13 +14,14 @@
 #include <algorithm>
 #include <cmath>
 #include <complex>
+#include <cstdint>
 #include <cstdlib>
 #include <fstream>
-#include <limits>
 #include <map>
 #include <memory>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "RZFilterFunc/iir/IirDesignSteps.h"
@@ -33,20 +34,17 @@ using V = std::vector<double>;
 using Block = std::map<std::string, std::vector<V>>;
 
 const std::string kOrderMessage = rzf::msg::Text(rzf::msg::kOrderTooLarge);
-const int kBig = std::numeric_limits<int>::max();
 
 // The blocks of a reference file: each opens with a "case" or "poly" line and
-// holds the numeric fields (decimal, hexadecimal or -inf) of its tagged lines.
+// holds the numeric fields (decimal, hexadecimal or -inf) of its tagged lines
+// ("end" lines add an empty row).
 std::vector<Block> LoadBlocks(const std::string& name) {
     std::vector<Block> out;
     const char* dir = std::getenv("RZF_TEST_DATA");
     std::ifstream in(std::string(dir != nullptr ? dir : ".") + "/iir/" + name);
     std::string line, tag, field;
-    while (std::getline(in, line)) {
+    while (in >> tag && std::getline(in, line)) {
         std::istringstream ls(line);
-        if (!(ls >> tag) || tag == "end") {
-            continue;
-        }
         if (tag == "case" || tag == "poly") {
             out.emplace_back();
         }
@@ -69,15 +67,9 @@ std::unique_ptr<IIRFilter> Make(int method, int band, const double* v) {
     std::unique_ptr<IIRFilter> f(method == 0   ? static_cast<IIRFilter*>(new W<ButwcfFilter>)
                                  : method == 1 ? static_cast<IIRFilter*>(new W<ChebyiFilter>)
                                                : new W<ChebyiiFilter>);
-    f->m_dSampleFreq = v[0];
-    f->m_dFreq1 = v[1];
-    f->m_dFreq2 = v[2];
-    f->m_dFreq3 = v[3];
-    f->m_dFreq4 = v[4];
-    f->m_dPassRipple = v[5];
-    f->m_dStopAtten = v[6];
-    f->m_nBandType = band;
-    f->m_bStable = true;
+    std::tie(f->m_dSampleFreq, f->m_dFreq1, f->m_dFreq2, f->m_dFreq3, f->m_dFreq4, f->m_dPassRipple,
+             f->m_dStopAtten, f->m_nBandType, f->m_bStable) =
+        std::make_tuple(v[0], v[1], v[2], v[3], v[4], v[5], v[6], band, true);
     return f;
 }
 
@@ -99,13 +91,12 @@ double RootError(const V& c, const std::vector<V>& expected) {
     std::vector<std::complex<double>> got;
     for (int i = 0; i < n; ++i) {
         const std::complex<double> r(re[i], im[i]);
-        std::complex<double> value = 0.0;
-        double scale = 0.0;
+        std::complex<double> value = 0.0, bound = 0.0;  // p(r) and sum |c_j| max(|r|, 1)^j
         for (int j = n; j >= 0; --j) {
             value = value * r + c[j];
-            scale = scale * std::max(std::abs(r), 1.0) + std::fabs(c[j]);
+            bound = bound * std::max(std::abs(r), 1.0) + std::fabs(c[j]);
         }
-        EXPECT_LT(std::abs(value) / scale, 1e-11) << r;
+        EXPECT_LT(std::abs(value) / bound.real(), 1e-11) << r;
         got.push_back(r);
     }
     double worst = got.size() == expected.size() ? 0.0 : INFINITY;
@@ -127,9 +118,8 @@ double RootError(const V& c, const std::vector<V>& expected) {
 void CheckOutcome(IIRFilter& f, int method, int rc, bool orderMessage) {
     EXPECT_EQ(f.m_bStable, !orderMessage);
     EXPECT_EQ(f.m_strError, orderMessage ? kOrderMessage : "");
-    EXPECT_EQ(f.m_nLength, method > 0 && rc > 0 ? rc + 1 : 1);
-    EXPECT_EQ(f.GetCoefCount(), 200);
-    EXPECT_EQ(f.m_nFilterOrder, std::max(rc, 0));
+    EXPECT_EQ(std::make_tuple(f.m_nLength, f.GetCoefCount(), f.m_nFilterOrder),
+              std::make_tuple(method > 0 && rc > 0 ? rc + 1 : 1, 200, std::max(rc, 0)));
     EXPECT_EQ(f.m_pNumerator == nullptr, rc < 0);
     for (int j = 0; j < 200 && rc > 0; ++j) {
         ASSERT_TRUE(j <= rc ? std::isfinite(f.m_pNumerator[j]) : f.m_pNumerator[j] == 0.0) << j;
@@ -141,8 +131,8 @@ void CheckOutcome(IIRFilter& f, int method, int rc, bool orderMessage) {
 }  // namespace
 
 TEST(IirDesign, OrdersEdgesAndRefusals) {
-    const double x1 = std::pow(10.0, 0.03) - 1.0, x2 = std::pow(10.0, 4.0) - 1.0;
-    const double k = std::tan(0.1 * M_PI) / std::tan(0.2 * M_PI);
+    const double x1 = std::pow(10.0, 0.03) - 1, x2 = std::pow(10.0, 4.0) - 1,
+                 k = std::tan(0.1 * M_PI) / std::tan(0.2 * M_PI);
     EXPECT_NEAR(ButwcfFilter().EstimateOrder(x1, x2, k), 8.26, 0.01);
     EXPECT_NEAR(ChebyiFilter().EstimateOrder(x1, x2, k), 5.48, 0.01);
     EXPECT_EQ(kOrderMessage.size(), 28u);
@@ -188,7 +178,6 @@ TEST(IirDesign, OrdersEdgesAndRefusals) {
         }
     }
     HardWareConfig::g_bIs7306K_FirFunc = saved;
-    EXPECT_EQ(trace.Lines().size(), 1u);
     // Forced estimates: truncation after + 0.9; bounds 3..10 for LP/HP, else
     // 3..15 (Butterworth) or 3..12 (Chebyshev); band designs double the order
     // and Chebyshev rounds odd orders up. Band types outside 1..4 never reach
@@ -225,7 +214,7 @@ TEST(IirDesign, SectionsTransformRefusalsAndCombining) {
     // Butterworth: s^2 + 2 sin((2k - 1) pi / 2N) s + 1, s + 1 to complete an odd
     // N, code 2 for k outside 1..(N + 1) / 2, also at the int limit where the
     // arithmetic must not overflow.
-    const double big = kBig, last = kBig / 2 + 1, s1 = 2 * std::sin(M_PI / 8),
+    const double big = INT32_MAX, last = INT32_MAX / 2 + 1, s1 = 2 * std::sin(M_PI / 8),
                  s2 = 2 * std::sin(3 * M_PI / 8), s3 = 2 * std::sin(M_PI / (2 * big)),
                  s4 = 2 * std::sin((big - 2) * M_PI / (2 * big));
     const double bw[][5] = {
@@ -235,8 +224,8 @@ TEST(IirDesign, SectionsTransformRefusalsAndCombining) {
     for (const auto& c : bw) {
         double n[10], d[10];
         ASSERT_EQ(ButwcfFilter::ButterworthSection(int(c[0]), int(c[1]), n, d), c[2]) << c[1];
-        EXPECT_TRUE(c[2] != 0 || V(n, n + 10) == V({1, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
-        EXPECT_TRUE(c[2] != 0 || (d[0] == 1.0 && std::fabs(d[1] - c[3]) < 1e-15 && d[2] == c[4]))
+        EXPECT_TRUE(c[2] != 0 || (V(n, n + 10) == V({1, 0, 0, 0, 0, 0, 0, 0, 0, 0}) &&
+                                  d[0] == 1.0 && std::fabs(d[1] - c[3]) < 1e-15 && d[2] == c[4]))
             << c[0] << " " << c[1] << " " << d[1];
     }
     // Chebyshev, N = 4: type I sections carry 1/g in section 0 only; type II
@@ -245,17 +234,16 @@ TEST(IirDesign, SectionsTransformRefusalsAndCombining) {
     ChebyiFilter one;
     ChebyiiFilter two;
     for (int i = 0; i < 2; ++i) {
-        double n[5] = {9, 9, 9, 9, 9}, d[5] = {9, 9, 9, 9, 9};
+        double n[5] = {9, 9, 9, 9, 9}, d[5], m[5] = {9, 9, 9, 9, 9}, e[5];
         one.PrototypeSection(4, i, 4, kc, A, n, d);
-        EXPECT_EQ(V({double(n[0] == d[0]), n[4]}), V({double(i != 0), 0}));
-        two.PrototypeSection(4, i, 4, kc, A, n, d);
-        const double zero = kc / std::cos((2 * i + 1) * M_PI / 8);
-        EXPECT_EQ(n[1], 0.0);
-        EXPECT_NEAR(n[0] / n[2], zero * zero, 1e-9 * zero * zero);
+        two.PrototypeSection(4, i, 4, kc, A, m, e);
+        const double z = std::pow(kc / std::cos((2 * i + 1) * M_PI / 8), 2);
+        EXPECT_EQ(V({double(n[0] == d[0]), n[4], m[1], m[4]}), V({double(i != 0), 0, 0, 0}));
+        EXPECT_NEAR(m[0] / m[2], z, 1e-9 * z);
     }
     // Odd orders end with s - p: type I p = -sinh(asinh(1/eps) / N), type II
     // p = -kc / sinh(acosh(A) / N); at the int limit only kc = 1 stays finite.
-    for (int N : {3, kBig}) {
+    for (int N : {3, INT32_MAX}) {
         const double k = (N == 3) ? kc : 1.0, eps = A / std::cosh(N * std::acosh(k));
         const double p[2] = {std::sinh(std::asinh(1 / eps) / N), k / std::sinh(std::acosh(A) / N)};
         for (int type = 0; type < 2; ++type) {
@@ -301,9 +289,7 @@ TEST(IirResponse, MissingDesignAndHandBuiltTransferFunctions) {
     // point count writes the count first.
     ButwcfFilter f;
     int n[3] = {-5, -5, -5}, count = 0;
-    EXPECT_EQ(f.GetNumerator(), nullptr);
-    EXPECT_EQ(f.GetAmplitudeResponse(n), nullptr);
-    EXPECT_EQ(f.GetPhaseResponse(n + 1), nullptr);
+    EXPECT_TRUE(!f.GetNumerator() && !f.GetAmplitudeResponse(n) && !f.GetPhaseResponse(n + 1));
     f.m_nRespCount = 0;
     EXPECT_EQ(f.GetAmplitudeResponse(n + 2), nullptr);
     EXPECT_EQ(V(n, n + 3), V({2048, -5, -5}));
@@ -317,9 +303,8 @@ TEST(IirResponse, MissingDesignAndHandBuiltTransferFunctions) {
     const V nums[3] = {{1, -1, 0}, {.5, .5, 0}, {1e-150, 0, 1e-150}};
     for (int c = 0; c < 3; ++c) {
         ButwcfFilter g;
-        g.m_dSampleFreq = c < 2 ? 8.0 : 4.0;
-        g.m_nRespCount = c < 2 ? 4 : 2;
-        g.m_nFilterOrder = c == 1 ? kBig : 2;
+        std::tie(g.m_dSampleFreq, g.m_nRespCount, g.m_nFilterOrder) =
+            std::make_tuple(c < 2 ? 8.0 : 4.0, c < 2 ? 4 : 2, c == 1 ? INT32_MAX : 2);
         rzf::CombineSections(V({1, 0, 0}), nums[c], 1, 3, g);
         ASSERT_NE(c == 2 ? g.GetPhaseResponse(&count) : g.GetAmplitudeResponse(&count), nullptr);
         EXPECT_EQ(count, g.m_nRespCount);
@@ -385,10 +370,9 @@ TEST(PolyMath, FactorialsBilinearProductAndRoots) {
     const double pair[3] = {0.5, -1.5, 1};
     EXPECT_EQ(rzf::PolyRoots(pair, 2, re, im, 1e-30), 1);
     EXPECT_EQ(V({re[0] * re[1], re[0] + re[1], im[0], im[1]}), V({0.5, 1.5, 0, 0}));
-    const double cyclic[4] = {-1, 0, 0, 1}, withNan[4] = {NAN, 1, 0.5, 1}, zeroLead[3] = {1, 2, 0};
-    EXPECT_EQ(rzf::PolyRoots(cyclic, 3, re, im, 1e-30), -1);
-    EXPECT_EQ(rzf::PolyRoots(withNan, 3, re, im, 1e-30), -1);
-    EXPECT_EQ(rzf::PolyRoots(zeroLead, 2, re, im, 1e-30), -1);
+    for (const V& c : {V({-1, 0, 0, 1}), V({NAN, 1, 0.5, 1}), V({1, 2, 0})}) {
+        EXPECT_EQ(rzf::PolyRoots(c.data(), int(c.size()) - 1, re, im, 1e-30), -1) << c[0];
+    }
     EXPECT_EQ(rzf::PolyRoots(nullptr, 0, re, im, 1e-30), 1);
     EXPECT_EQ(rzf::HessenbergQR(nullptr, 0, re, im, 1e-30), 1);
 }
@@ -411,15 +395,13 @@ TEST(IirReference, DesignsMatchTheExactReplayAndScipy) {
         for (const auto& c : cases) {
             const V& h = c.at("case")[0];  // method, band, fs, f1..f4, Ap, As, order
             SCOPED_TRACE(::testing::Message() << exact << h[0] << " " << h[1] << " " << h[4]);
-            const int order = int(h[9]);
+            int order = int(h[9]), count = 0;
             FilterUser user;
             user.setFilterParameter(int(h[1]), int(h[0]), h[3], h[4], h[5], h[6], h[2], 1, h[7],
                                     h[8], 0);
-            ASSERT_TRUE(user.DesignFilter());
-            ASSERT_EQ(user.m_nIIROrder, order);
+            ASSERT_TRUE(user.DesignFilter() && user.m_nIIROrder == order) << user.m_nIIROrder;
             ClassicFilter* u = user.m_pFilter;
             const double *num = u->GetNumerator(), *den = u->GetDenominator();
-            int count = 0;
             if (order < 0) {
                 continue;
             }
