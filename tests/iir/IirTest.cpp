@@ -139,7 +139,7 @@ TEST(IirDesign, OrdersEdgesAndRefusals) {
     // method, band, fs, f1..f4, Ap, As; result; edges after the design; order
     // message. The Butterworth stop edge may not pass fs/2.56 = 390.625 (silent
     // -1); an odd N = 7 band-pass pads its first-order section; at fs 512,
-    // 100/140 Hz, the Butterworth estimate 11.89 + 0.9 passes the bound of 10
+    // 100/140 Hz, the Butterworth estimate 11.89 + 0.9 -> 12 exceeds the bound of 10
     // and Chebyshev I's 6.11 + 0.9 gives order 8. The designer front end, with
     // edges up to fs/2 allowed, must report the same (it refuses the
     // descending edges of the last case itself).
