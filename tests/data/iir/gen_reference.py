@@ -202,7 +202,7 @@ def conj_pairs(rng, count, rmin, rmax):
 def write_roots(path):
     rng = np.random.default_rng(20261122)
     polys = []
-    polys.append(('spec_real_pair', np.array([0.5, -1.5, 1.0]), 1e-12))
+    polys.append(('real_pair', np.array([0.5, -1.5, 1.0]), 1e-12))
     polys.append(('unit_imag_pair', np.array([1.0, 0.0, 1.0]), 1e-12))
     polys.append(('real8', poly_from_roots(rng.uniform(-1, 1, 8)), 1e-8))
     polys.append(('pairs16', poly_from_roots(conj_pairs(rng, 8, 0.3, 0.95)), 1e-8))

@@ -1,0 +1,466 @@
+// Tests of the IIR designs and their numerical support. The reference data in
+// tests/data/iir/ is written offline by gen_reference.py (scipy.signal and
+// numpy) and gen_exact.py (a step-by-step double-precision replay of the
+// design arithmetic).
+#include <gtest/gtest.h>
+
+#include <RZFilterFunc/filter/FilterMessages.h>
+#include <RZFilterFunc/filter/FilterUser.h>
+#include <RZFilterFunc/iir/ButwcfFilter.h>
+#include <RZFilterFunc/iir/ChebyiFilter.h>
+#include <RZFilterFunc/iir/ChebyiiFilter.h>
+#include <RZFilterFunc/platform/HardWareConfig.h>
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <cstdint>
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "RZFilterFunc/iir/IirDesignSteps.h"
+#include "RZFilterFunc/iir/PolyMath.h"
+#include "TraceCapture.h"
+
+namespace {
+
+using V = std::vector<double>;
+using Block = std::map<std::string, std::vector<V>>;
+
+const std::string kOrderMessage = rzf::msg::Text(rzf::msg::kOrderTooLarge);
+
+// The blocks of a reference file: each opens with a "case" or "poly" line and
+// holds the numeric fields (decimal, hexadecimal or -inf) of its tagged lines
+// ("end" lines add an empty row).
+std::vector<Block> LoadBlocks(const std::string& name) {
+    std::vector<Block> out;
+    const char* dir = std::getenv("RZF_TEST_DATA");
+    std::ifstream in(std::string(dir != nullptr ? dir : ".") + "/iir/" + name);
+    std::string line, tag, field;
+    while (in >> tag && std::getline(in, line)) {
+        std::istringstream ls(line);
+        if (tag == "case" || tag == "poly") {
+            out.emplace_back();
+        }
+        V row;
+        while (ls >> field) {
+            row.push_back(std::strtod(field.c_str(), nullptr));
+        }
+        out.back()[tag].push_back(row);
+    }
+    return out;
+}
+
+template <class T>
+using Plain = T;
+
+// A design of method 0/1/2 (Butterworth, Chebyshev I, II) with v = fs, f1..f4,
+// Ap, As and m_bStable set; W may wrap the class to override a step.
+template <template <class> class W = Plain>
+std::unique_ptr<IIRFilter> Make(int method, int band, const double* v) {
+    std::unique_ptr<IIRFilter> f(method == 0   ? static_cast<IIRFilter*>(new W<ButwcfFilter>)
+                                 : method == 1 ? static_cast<IIRFilter*>(new W<ChebyiFilter>)
+                                               : new W<ChebyiiFilter>);
+    std::tie(f->m_dSampleFreq, f->m_dFreq1, f->m_dFreq2, f->m_dFreq3, f->m_dFreq4, f->m_dPassRipple,
+             f->m_dStopAtten, f->m_nBandType, f->m_bStable) =
+        std::make_tuple(v[0], v[1], v[2], v[3], v[4], v[5], v[6], band, true);
+    return f;
+}
+
+// Designs whose order estimate is forced, to exercise truncation and bounds.
+double g_estimate = 0.0;
+template <class Base>
+struct Forced : Base {
+    double EstimateOrder(double, double, double) override { return g_estimate; }
+};
+
+// Solves c (c.back() leading) with PolyRoots, which must converge with every
+// root exact for a polynomial within 1e-11 relative of c (backward error).
+// Returns the largest distance from the expected roots (rows of re, im) to
+// their nearest unused computed roots, infinite when the counts differ.
+double RootError(const V& c, const std::vector<V>& expected) {
+    const int n = static_cast<int>(c.size()) - 1;
+    V re(n), im(n);
+    EXPECT_EQ(rzf::PolyRoots(c.data(), n, re.data(), im.data(), 1e-30), 1);
+    std::vector<std::complex<double>> got;
+    for (int i = 0; i < n; ++i) {
+        const std::complex<double> r(re[i], im[i]);
+        std::complex<double> value = 0.0, bound = 0.0;  // p(r) and sum |c_j| max(|r|, 1)^j
+        for (int j = n; j >= 0; --j) {
+            value = value * r + c[j];
+            bound = bound * std::max(std::abs(r), 1.0) + std::fabs(c[j]);
+        }
+        EXPECT_LT(std::abs(value) / bound.real(), 1e-11) << r;
+        got.push_back(r);
+    }
+    double worst = got.size() == expected.size() ? 0.0 : INFINITY;
+    for (std::size_t i = 0; i < expected.size() && !got.empty(); ++i) {
+        const std::complex<double> e(expected[i][0], expected[i][1]);
+        auto best = std::min_element(got.begin(), got.end(), [&](auto x, auto y) {
+            return std::abs(x - e) < std::abs(y - e);
+        });
+        worst = std::max(worst, std::abs(*best - e));
+        got.erase(best);
+    }
+    return worst;
+}
+
+// Checks after DesignIIR returned rc: a refusal leaves no coefficients and,
+// with the order message, clears m_bStable; a design has a0 = 1, finite
+// coefficients and zeros beyond the order; m_nLength is order + 1 after a
+// Chebyshev design only.
+void CheckOutcome(IIRFilter& f, int method, int rc, bool orderMessage) {
+    EXPECT_EQ(f.m_bStable, !orderMessage);
+    EXPECT_EQ(f.m_strError, orderMessage ? kOrderMessage : "");
+    EXPECT_EQ(std::make_tuple(f.m_nLength, f.GetCoefCount(), f.m_nFilterOrder),
+              std::make_tuple(method > 0 && rc > 0 ? rc + 1 : 1, 200, std::max(rc, 0)));
+    EXPECT_EQ(f.m_pNumerator == nullptr, rc < 0);
+    for (int j = 0; j < 200 && rc > 0; ++j) {
+        ASSERT_TRUE(j <= rc ? std::isfinite(f.m_pNumerator[j]) : f.m_pNumerator[j] == 0.0) << j;
+        ASSERT_TRUE(j <= rc ? std::isfinite(f.m_pDenominator[j]) : f.m_pDenominator[j] == 0.0);
+        ASSERT_TRUE(j > 0 || f.m_pDenominator[0] == 1.0);
+    }
+}
+
+}  // namespace
+
+TEST(IirDesign, OrdersEdgesAndRefusals) {
+    const double x1 = std::pow(10.0, 0.03) - 1, x2 = std::pow(10.0, 4.0) - 1,
+                 k = std::tan(0.1 * M_PI) / std::tan(0.2 * M_PI);
+    EXPECT_NEAR(ButwcfFilter().EstimateOrder(x1, x2, k), 8.26, 0.01);
+    EXPECT_NEAR(ChebyiFilter().EstimateOrder(x1, x2, k), 5.48, 0.01);
+    EXPECT_EQ(kOrderMessage.size(), 28u);
+    // method, band, fs, f1..f4, Ap, As; result; edges after the design; order
+    // message. The Butterworth stop edge may not pass fs/2.56 = 390.625 (silent
+    // -1); an odd N = 7 band-pass pads its first-order section; at fs 512,
+    // 100/140 Hz, the Butterworth estimate 11.89 + 0.9 -> 12 exceeds the bound of 10
+    // and Chebyshev I's 6.11 + 0.9 gives order 8. The designer front end, with
+    // edges up to fs/2 allowed, must report the same (it refuses the
+    // descending edges of the last case itself).
+    const double cases[][15] = {
+        {0, 1, 1000, 100, 200, 300, 400, .3, 40, 8, 100, 200, 300, 400},
+        {0, 1, 512, 100, 140, 160, 200, .3, 40, -1, 100, 140, 160, 200, 1},
+        {1, 1, 512, 100, 140, 160, 200, .3, 40, 8, 100, 140, 160, 200},
+        {0, 1, 1000, 100, 400, 450, 460, .3, 40, -1, 100, 400, 450, 460},
+        {0, 4, 1000, 100, 150, 250, 391, .3, 40, -1, 100, 150, 250, 391},
+        {0, 1, 1000, 100, 390.625, 400, 450, .3, 40, 3, 100, 390.625, 400, 450},
+        {0, 2, 1000, 100, 200, 300, 400, .5, 40, 7, 200, 0, 300, 400},
+        {0, 3, 1000, 100, 150, 250, 300, 1, 40, 16, 150, 250, 250, 300},
+        {0, 4, 1000, 100, 150, 250, 300, 1, 30, 14, 100, 300, 250, 300},
+        {0, 3, 1000, 100, 140, 250, 300, 1, 30, 14, 140, 250, 250, 300},
+        {1, 1, 1000, 100, 200, 300, 400, .3, 40, 6, 100, 200, 300, 400},
+        {2, 3, 1000, 100, 150, 250, 300, 1, 40, 12, 100, 150, 250, 300},
+        {1, 4, 1000, 100, 150, 0, 300, 1, 40, -1, 100, 150, 0, 300, 1}};
+    const bool saved = HardWareConfig::g_bIs7306K_FirFunc;
+    HardWareConfig::g_bIs7306K_FirFunc = true;
+    TraceCapture trace;  // the front end traces its refusal of the last case
+    for (const auto& c : cases) {
+        SCOPED_TRACE(::testing::Message() << c[0] << " " << c[1] << " " << c[4]);
+        auto f = Make(int(c[0]), int(c[1]), c + 2);
+        ASSERT_EQ(f->DesignIIR(), int(c[9]));
+        EXPECT_EQ(V({f->m_dFreq1, f->m_dFreq2, f->m_dFreq3, f->m_dFreq4}), V(c + 10, c + 14));
+        CheckOutcome(*f, int(c[0]), int(c[9]), c[14] != 0);
+        FilterUser user;
+        user.setFilterParameter(int(c[1]), int(c[0]), c[3], c[4], c[5], c[6], c[2], 1, c[7], c[8],
+                                0);
+        ASSERT_EQ(user.DesignFilter(), c[5] != 0);
+        if (c[5] != 0) {
+            EXPECT_EQ(user.m_nIIROrder, int(c[9]));
+            EXPECT_EQ(user.m_pFilter->m_pAmplitude == nullptr, c[9] < 0);
+            CheckOutcome(*static_cast<IIRFilter*>(user.m_pFilter), int(c[0]), int(c[9]),
+                         c[14] != 0);
+        }
+    }
+    HardWareConfig::g_bIs7306K_FirFunc = saved;
+    // Forced estimates: truncation after + 0.9; bounds 3..10 for LP/HP, else
+    // 3..15 (Butterworth) or 3..12 (Chebyshev); band designs double the order
+    // and Chebyshev rounds odd orders up. Band types outside 1..4 never reach
+    // the estimate and leave the edges alone.
+    const double forced[][4] = {
+        {0, 1, 3.95, 3}, {0, 1, 4.05, 4},   {0, 2, 10.99, 10},  {0, 3, 15.5, 30},
+        {0, 3, 11, 22},  {0, 1, 11, -1},    {0, 1, 2.99, -1},   {0, 4, 16, -1},
+        {0, 1, NAN, -1}, {0, 3, 1e300, -1}, {0, 3, -1e300, -1}, {1, 1, 5.5, 6},
+        {1, 3, 12, 24},  {1, 3, 5, 12},     {1, 3, 13, -1},     {2, 4, 13, -1},
+        {2, 2, 11, -1},  {2, 2, 7, 8},      {0, 0, 5, -1},      {0, 5, 5, -1},
+        {2, -3, 5, -1},  {2, 1000, 5, -1},  {1, 0, 5, -1},      {1, 5, 5, -1}};
+    const double v[7] = {1000, 100, 150, 250, 300, 1, 40};
+    for (const auto& c : forced) {
+        SCOPED_TRACE(::testing::Message() << c[0] << " " << c[1] << " " << c[2]);
+        g_estimate = c[2];
+        auto f = Make<Forced>(int(c[0]), int(c[1]), v);
+        ASSERT_EQ(f->DesignIIR(), int(c[3]));
+        EXPECT_TRUE((c[1] >= 1 && c[1] <= 4) || f->m_dFreq1 == 100.0);
+        CheckOutcome(*f, int(c[0]), int(c[3]), c[3] < 0);
+    }
+    // Any used field at 0 or NaN: refused (silently or with the order message)
+    // or, where a lower stop edge sits at 0 Hz, designed normally.
+    for (int i = 0; i < 3 * 4 * 12; ++i) {
+        double w[7] = {1000, 100, 150, 250, 300, 1, 40};
+        w[i % 12 / 2] = i % 2 ? NAN : 0.0;
+        SCOPED_TRACE(::testing::Message() << "field sweep " << i);
+        auto f = Make(i / 48, i / 12 % 4 + 1, w);
+        const int rc = f->DesignIIR();
+        CheckOutcome(*f, i / 48, rc, rc < 0 && !f->m_bStable);
+    }
+}
+
+TEST(IirDesign, SectionsTransformRefusalsAndCombining) {
+    // Butterworth: s^2 + 2 sin((2k - 1) pi / 2N) s + 1, s + 1 to complete an odd
+    // N, code 2 for k outside 1..(N + 1) / 2, also at the int limit where the
+    // arithmetic must not overflow.
+    const double big = INT32_MAX, last = INT32_MAX / 2 + 1, s1 = 2 * std::sin(M_PI / 8),
+                 s2 = 2 * std::sin(3 * M_PI / 8), s3 = 2 * std::sin(M_PI / (2 * big)),
+                 s4 = 2 * std::sin((big - 2) * M_PI / (2 * big));
+    const double bw[][5] = {
+        {3, 1, 0, 1, 1},    {3, 2, 0, 1, 0},           {4, 1, 0, s1, 1},        {4, 2, 0, s2, 1},
+        {big, 1, 0, s3, 1}, {big, last - 1, 0, s4, 1}, {big, last, 0, 1, 0},    {4, 0, 2, 0, 0},
+        {4, 3, 2, 0, 0},    {0, 1, 2, 0, 0},           {big, last + 1, 2, 0, 0}};
+    for (const auto& c : bw) {
+        double n[10], d[10];
+        ASSERT_EQ(ButwcfFilter::ButterworthSection(int(c[0]), int(c[1]), n, d), c[2]) << c[1];
+        EXPECT_TRUE(c[2] != 0 || (V(n, n + 10) == V({1, 0, 0, 0, 0, 0, 0, 0, 0, 0}) &&
+                                  d[0] == 1.0 && std::fabs(d[1] - c[3]) < 1e-15 && d[2] == c[4]))
+            << c[0] << " " << c[1] << " " << d[1];
+    }
+    // Chebyshev, N = 4: type I sections carry 1/g in section 0 only; type II
+    // numerators have no s term and zeros at kc / cos(theta).
+    const double kc = 1.7, A = 100.0;  // 40 dB
+    ChebyiFilter one;
+    ChebyiiFilter two;
+    for (int i = 0; i < 2; ++i) {
+        double n[5] = {9, 9, 9, 9, 9}, d[5], m[5] = {9, 9, 9, 9, 9}, e[5];
+        one.PrototypeSection(4, i, 4, kc, A, n, d);
+        two.PrototypeSection(4, i, 4, kc, A, m, e);
+        const double z = std::pow(kc / std::cos((2 * i + 1) * M_PI / 8), 2);
+        EXPECT_EQ(V({double(n[0] == d[0]), n[4], m[1], m[4]}), V({double(i != 0), 0, 0, 0}));
+        EXPECT_NEAR(m[0] / m[2], z, 1e-9 * z);
+    }
+    // Odd orders end with s - p: type I p = -sinh(asinh(1/eps) / N), type II
+    // p = -kc / sinh(acosh(A) / N); at the int limit only kc = 1 stays finite.
+    for (int N : {3, INT32_MAX}) {
+        const double k = (N == 3) ? kc : 1.0, eps = A / std::cosh(N * std::acosh(k));
+        const double p[2] = {std::sinh(std::asinh(1 / eps) / N), k / std::sinh(std::acosh(A) / N)};
+        for (int type = 0; type < 2; ++type) {
+            double n[5], d[5];
+            (type ? static_cast<ChebshFilter&>(two) : one)
+                .PrototypeSection(N, N / 2, 4, k, A, n, d);
+            EXPECT_EQ(V({n[0], d[1], d[2]}), V({d[0], 1, 0}));
+            EXPECT_NEAR(d[0], p[type], 1e-3 * p[type]) << N << " " << type;
+        }
+    }
+    // TransformSection: 4 bad band type, 5 edges outside (0, 0.5] or out of
+    // order, 1 empty section, 3 mapped degree too high; outputs stay untouched.
+    // Columns: input (1/(s + 1), zeros, cubic), count, L, degree bound, T, f1, f2.
+    const double b1[3] = {1, 0, 0}, a[3] = {1, 1, 0}, zeros[4] = {0}, cubic[4] = {1, 2, 2, 1};
+    const double* in[3][2] = {{b1, a}, {zeros, zeros}, {cubic, cubic}};
+    const double bad[][8] = {
+        {0, 3, 3, 3, 0, .1, .2, 4},  {0, 3, 3, 3, 5, .1, .2, 4},  {0, 3, 3, 3, 1, 0, .2, 5},
+        {0, 3, 3, 3, 1, .6, .2, 5},  {0, 3, 3, 3, 2, NAN, .2, 5}, {0, 3, 5, 5, 3, .2, .2, 5},
+        {0, 3, 5, 5, 4, .2, .51, 5}, {0, 3, 5, 5, 4, .2, NAN, 5}, {1, 3, 3, 3, 1, .1, .2, 1},
+        {2, 4, 3, 2, 1, .1, .2, 3},  {2, 4, 5, 4, 3, .1, .2, 3}};
+    for (const auto& c : bad) {
+        double d[5] = {7, 7, 7, 7, 7}, e[5] = {7, 7, 7, 7, 7};
+        EXPECT_EQ(rzf::TransformSection(in[int(c[0])][0], in[int(c[0])][1], int(c[1]), int(c[2]),
+                                        int(c[3]), int(c[4]), c[5], c[6], d, e),
+                  c[7]);
+        EXPECT_EQ(V({d[0], e[0]}), V({7, 7}));
+    }
+    // (1 + x)(1 + x^2) over (1 - 0.5x)(1 + 0.25x^2): poles 0.5 and +-0.5j,
+    // stable; over (1 - 0.5x)(1 + 4x^2): poles +-2j, unstable.
+    V nums = {1, 1, 0, 1, 0, 1}, dens = {1, -0.5, 0, 1, 0, 0.25};
+    ButwcfFilter f;
+    EXPECT_EQ(rzf::CombineSections(dens, nums, 2, 3, f), 1);
+    const auto padded = [](V v) { return v.resize(200), v; };
+    EXPECT_EQ(V(f.m_pNumerator, f.m_pNumerator + 200), padded({1, 1, 1, 1}));
+    EXPECT_EQ(V(f.m_pDenominator, f.m_pDenominator + 200), padded({1, -0.5, 0.25, -0.125}));
+    dens[5] = 4.0;
+    EXPECT_EQ(rzf::CombineSections(dens, nums, 2, 3, f), 0);
+    EXPECT_EQ(f.m_pDenominator[3], -2.0);
+}
+
+TEST(IirResponse, MissingDesignAndHandBuiltTransferFunctions) {
+    // Without a design: nulls; only the amplitude request with a positive
+    // point count writes the count first.
+    ButwcfFilter f;
+    int n[3] = {-5, -5, -5}, count = 0;
+    EXPECT_TRUE(!f.GetNumerator() && !f.GetAmplitudeResponse(n) && !f.GetPhaseResponse(n + 1));
+    f.m_nRespCount = 0;
+    EXPECT_EQ(f.GetAmplitudeResponse(n + 2), nullptr);
+    EXPECT_EQ(V(n, n + 3), V({2048, -5, -5}));
+    // Numerators over 1, fs = 8 on 4 points. 1 - z^-1: |H| = 2 sin(w/2), phase
+    // (pi - w)/2, except at DC, an exact zero that takes the next point's value
+    // and where Re H = 0 reads phase 0. (1 + z^-1)/2 with an order beyond the
+    // arrays (all 200 coefficients used): |H| = cos(w/2), phase -w/2. Then
+    // 1e-150 (1 + z^-2) with fs = 4 on 2 points: at w = pi/2 Re H cancels
+    // exactly (phase 0) and |H| underflows to 0, so the last point takes its
+    // neighbour's value.
+    const V nums[3] = {{1, -1, 0}, {.5, .5, 0}, {1e-150, 0, 1e-150}};
+    for (int c = 0; c < 3; ++c) {
+        ButwcfFilter g;
+        std::tie(g.m_dSampleFreq, g.m_nRespCount, g.m_nFilterOrder) =
+            std::make_tuple(c < 2 ? 8.0 : 4.0, c < 2 ? 4 : 2, c == 1 ? INT32_MAX : 2);
+        rzf::CombineSections(V({1, 0, 0}), nums[c], 1, 3, g);
+        ASSERT_NE(c == 2 ? g.GetPhaseResponse(&count) : g.GetAmplitudeResponse(&count), nullptr);
+        EXPECT_EQ(count, g.m_nRespCount);
+        for (int i = 0; i < count; ++i) {
+            const double db[3] = {
+                20 * std::log10(std::sin(std::max(i, 1) * M_PI / 8) / std::sin(3 * M_PI / 8)),
+                20 * std::log10(std::cos(i * M_PI / 8)), 0.0};
+            const double phase[3] = {i ? (4 - i) * M_PI / 8 : 0.0, -i * M_PI / 8, 0.0};
+            EXPECT_NEAR(g.m_pAmplitude[i], db[c], 1e-12) << c << " " << i;
+            EXPECT_NEAR(g.m_pPhase[i], phase[c], 1e-12) << c << " " << i;
+            EXPECT_EQ(g.m_pFreqAxis[i], i);
+        }
+    }
+}
+
+TEST(PolyMath, FactorialsBilinearProductAndRoots) {
+    // n, k, integer variant (0 outside 0 <= k <= n), real variant (no range
+    // checks: 1 for k <= 0, the product may run through 0 or negatives).
+    const int ff[][4] = {{5, 2, 20, 20}, {5, 0, 1, 1},     {3, 4, 0, 0},  {-1, 0, 0, 1},
+                         {4, -1, 0, 1},  {6, 6, 720, 720}, {-2, 2, 0, 6}, {5, -3, 0, 1}};
+    for (const auto& c : ff) {
+        EXPECT_EQ(rzf::FallingFactorial(c[0], c[1]), c[2]) << c[0] << " " << c[1];
+        EXPECT_EQ(rzf::FallingFactorialReal(c[0], c[1]), c[3]) << c[0] << " " << c[1];
+    }
+    EXPECT_EQ(rzf::FallingFactorial(100, 50), INT32_MAX);  // saturates
+    // s = (1 - x)/(1 + x), x = z^-1: 1/(s + 1) -> (1 + x)/2 and, times (1 + x)^2,
+    // (s^2 + 2s + 3)/(s^2 + s + 1) -> (6 + 4x + 2x^2)/(3 + x^2); zero-filled to 4.
+    const double b[2][3] = {{1, 0, 0}, {3, 2, 1}}, a[2][3] = {{1, 1, 0}, {1, 1, 1}}, t = 1.0 / 3;
+    const V want[2] = {{.5, .5, 0, 0, 1, 0, 0, 0}, {2, 4 * t, 2 * t, 0, 1, 0, t, 0}};
+    for (int c = 0; c < 2; ++c) {
+        double d[8] = {9, 9, 9, 9, 9, 9, 9, 9};
+        ASSERT_EQ(rzf::BilinearSection(b[c], a[c], 3, 4, d, d + 4), 0);
+        for (int j = 0; j < 8; ++j) {
+            EXPECT_NEAR(d[j], want[c][j], 1e-15) << c << " " << j;
+        }
+    }
+    // Coefficients within 1e-10 count as absent (code 1, nothing written); s - 1
+    // maps to a zero constant term in the denominator (code 2).
+    const double tiny[3] = {1e-10, -1e-10, 5e-11}, one[2] = {1, 0}, sMinus1[2] = {-1, 1},
+                 lin[2] = {1, 2};
+    double keep[6] = {7, 7, 7, 7, 7, 7};
+    EXPECT_EQ(rzf::BilinearSection(tiny, tiny, 3, 3, keep, keep + 3), 1);
+    EXPECT_EQ(V(keep, keep + 6), V(6, 7.0));
+    EXPECT_EQ(rzf::BilinearSection(one, sMinus1, 2, 2, keep, keep + 3), 2);
+    // (1 + 2x)(3 + 4x + 5x^2) = 3 + 10x + 13x^2 + 10x^3, written over its input.
+    double p[4] = {3, 4, 5, 99};
+    rzf::PolyMultiply(lin, 2, p, 4, p);
+    EXPECT_EQ(V(p, p + 4), V({3, 10, 13, 10}));
+    // roots.txt: numpy.roots of real, paired, repeated, clustered and zero roots up
+    // to degree 32 and of two designed denominators, each with its tolerance.
+    const auto blocks = LoadBlocks("roots.txt");
+    ASSERT_EQ(blocks.size(), 14u);
+    for (std::size_t b = 0; b < blocks.size(); ++b) {
+        SCOPED_TRACE(::testing::Message() << "polynomial " << b);
+        EXPECT_LT(RootError(blocks[b].at("coef")[0], blocks[b].at("root")),
+                  blocks[b].at("poly")[0][2]);
+    }
+    // z^3 - 1: the companion matrix is a cyclic permutation, on which the
+    // trailing-block shifts make no progress. A NaN or a zero leading
+    // coefficient cannot converge either; degree 0 has nothing to find. The
+    // real pair 1 and 0.5 of z^2 - 1.5z + 0.5 comes out exact.
+    double re[3], im[3];
+    const double pair[3] = {0.5, -1.5, 1};
+    EXPECT_EQ(rzf::PolyRoots(pair, 2, re, im, 1e-30), 1);
+    EXPECT_EQ(V({re[0] * re[1], re[0] + re[1], im[0], im[1]}), V({0.5, 1.5, 0, 0}));
+    for (const V& c : {V({-1, 0, 0, 1}), V({NAN, 1, 0.5, 1}), V({1, 2, 0})}) {
+        EXPECT_EQ(rzf::PolyRoots(c.data(), int(c.size()) - 1, re, im, 1e-30), -1) << c[0];
+    }
+    EXPECT_EQ(rzf::PolyRoots(nullptr, 0, re, im, 1e-30), 1);
+    EXPECT_EQ(rzf::HessenbergQR(nullptr, 0, re, im, 1e-30), 1);
+}
+
+// Each design of designs.txt and designs_exact.txt made through the designer
+// front end (the replay first). Against the replay, every coefficient and response value must
+// agree bit for bit, so a change in the order of operations or in where
+// rounding happens shows up even within the scipy tolerances. Against scipy:
+// linear magnitudes evaluated here from the coefficients to 1e-9 absolute; the
+// normalised dB curve to 1e-6 dB down to -120 dB; the phase, folded to
+// (-pi/2, pi/2), to 1e-7 rad above -60 dB; poles to 1e-8 (the order-10 narrow
+// low-pass clusters its poles, which costs about 2e-9). Every 16th scipy point
+// is also played as a tone through FilterData in two blocks (the state carries
+// over) and measured over whole periods after the transient: float samples
+// allow 2e-5. Then the phase unwrapping and the axis limits.
+TEST(IirReference, DesignsMatchTheExactReplayAndScipy) {
+    for (const bool exact : {true, false}) {
+        const auto cases = LoadBlocks(exact ? "designs_exact.txt" : "designs.txt");
+        ASSERT_EQ(cases.size(), exact ? 22u : 19u);
+        for (const auto& c : cases) {
+            const V& h = c.at("case")[0];  // method, band, fs, f1..f4, Ap, As, order
+            SCOPED_TRACE(::testing::Message() << exact << h[0] << " " << h[1] << " " << h[4]);
+            int order = int(h[9]), count = 0;
+            FilterUser user;
+            user.setFilterParameter(int(h[1]), int(h[0]), h[3], h[4], h[5], h[6], h[2], 1, h[7],
+                                    h[8], 0);
+            ASSERT_TRUE(user.DesignFilter() && user.m_nIIROrder == order) << user.m_nIIROrder;
+            ClassicFilter* u = user.m_pFilter;
+            const double *num = u->GetNumerator(), *den = u->GetDenominator();
+            if (order < 0) {
+                continue;
+            }
+            ASSERT_NE(u->m_pAmplitude, nullptr);
+            EXPECT_EQ(u->GetPhaseResponse(&count), u->m_pPhase);  // stored, not recomputed
+            ASSERT_EQ(exact ? c.at("coef").size() : 0u, exact ? order + 3u : 0u);
+            for (const auto& row : exact ? c.at("coef") : std::vector<V>()) {
+                EXPECT_EQ(V({num[int(row[0])], den[int(row[0])]}), V(row.begin() + 1, row.end()));
+            }
+            for (const auto& p : c.at("resp")) {
+                const int i = int(p[0]);
+                const double w = M_PI * i / 2048.0, d = u->m_pPhase[i] - p[3];
+                if (exact) {
+                    EXPECT_EQ(V({u->m_pFreqAxis[i], u->m_pAmplitude[i], u->m_pPhase[i]}),
+                              V(p.begin() + 1, p.end()));
+                    continue;
+                }
+                std::complex<double> b = 0.0, a = 0.0;
+                for (int k = 0; k <= order; ++k) {
+                    b += num[k] * std::polar(1.0, -k * w);
+                    a += den[k] * std::polar(1.0, -k * w);
+                }
+                EXPECT_NEAR(std::abs(b / a), p[1], 1e-9) << i;
+                EXPECT_TRUE(p[2] <= -120.0 || std::fabs(u->m_pAmplitude[i] - p[2]) < 1e-6) << i;
+                EXPECT_TRUE(p[2] <= -60.0 || std::fabs(d - M_PI * std::round(d / M_PI)) < 1e-7)
+                    << i;
+                if (i % 256 == 16) {
+                    std::vector<float> in(8192), out(8192);
+                    for (int n = 0; n < 8192; ++n) {
+                        in[n] = static_cast<float>(std::sin(w * n));
+                    }
+                    user.setFirstInputState(true);
+                    user.FilterData(in.data(), out.data(), 4096);
+                    user.FilterData(in.data() + 4096, out.data() + 4096, 4096);
+                    std::complex<double> tone = 0.0;
+                    for (int n = 4096; n < 8192; ++n) {
+                        tone += static_cast<double>(out[n]) * std::polar(1.0, -w * n);
+                    }
+                    EXPECT_NEAR(std::abs(tone) / 2048.0, p[1], 2e-5) << "tone " << i;
+                }
+            }
+            if (c.count("pole") != 0) {
+                const V rev(std::make_reverse_iterator(den + order + 1),
+                            std::make_reverse_iterator(den));
+                EXPECT_LT(RootError(rev, c.at("pole")), 1e-8);
+            }
+            // Both files: peak at exactly 0 dB; unwrapped phase steps below pi/2;
+            // axis limits the last frequency (just under fs/2) rounded up to a
+            // multiple of 50 and a multiple of 50 at least 30 dB down.
+            EXPECT_TRUE(user.GetIsStability());
+            EXPECT_EQ(*std::max_element(u->m_pAmplitude, u->m_pAmplitude + 2048), 0.0);
+            user.getUnwrapedPhase();
+            for (int i = 0; i + 1 < 2048; ++i) {
+                ASSERT_LE(std::fabs(u->m_pPhase[i + 1] - u->m_pPhase[i]), M_PI / 2) << i;
+            }
+            user.GetMaxMin();
+            EXPECT_EQ(user.m_dMaxValue, 50.0 * std::ceil((h[2] / 2 - h[2] / 4096) / 50));
+            EXPECT_LE(user.m_dMinValue, -50.0);
+            EXPECT_EQ(std::fmod(user.m_dMinValue, 50.0), 0.0);
+        }
+    }
+}
