@@ -14,7 +14,7 @@ ctest --test-dir build/test --output-on-failure -j "$jobs"
 
 if [ "${RZF_SKIP_SANITIZERS:-0}" != "1" ]; then
   cmake -S . -B build/sanitize -DCMAKE_BUILD_TYPE=Debug -DRZF_WARNINGS_AS_ERRORS=ON \
-    -DRZF_SANITIZE=address,undefined
+    -DRZF_SANITIZE=address,undefined,float-cast-overflow
   cmake --build build/sanitize -j "$jobs"
   ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
     ctest --test-dir build/sanitize --output-on-failure -j "$jobs"
