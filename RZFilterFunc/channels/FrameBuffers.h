@@ -2,21 +2,9 @@
 
 #include <cstddef>
 
-namespace rzf {
+#include "RZFilterFunc/channels/SampleCodec.h"
 
-// Bytes one raw sample of a frame-filter type code occupies (0 int16, 1 float,
-// 2 int32); 0 for codes the frame filters do not convert.
-inline int RawSampleSize(int type) {
-    switch (type) {
-        case 0:
-            return 2;
-        case 1:
-        case 2:
-            return 4;
-        default:
-            return 0;
-    }
-}
+namespace rzf {
 
 // The type code a block is actually converted with. A sample wider than the
 // frame's sample slot cannot be read without running past the frame, so such a

@@ -15,6 +15,19 @@ enum RawSampleType : int {
     kRawInt24 = 3,  // packed, decimator only
 };
 
+// Bytes one raw sample of codes 0..2 occupies; 0 for any other code.
+inline int RawSampleSize(int type) {
+    switch (type) {
+        case kRawInt16:
+            return 2;
+        case kRawFloat32:
+        case kRawInt32:
+            return 4;
+        default:
+            return 0;
+    }
+}
+
 // One raw sample to float: 16-bit exactly, float as is, 32-bit rounded to the
 // nearest float; any other code reads as 0.0 (24-bit is the decimator's own).
 inline float ReadRawSample(const char* p, int type) {

@@ -5,6 +5,7 @@
 #include <limits>
 #include <utility>
 
+#include "RZFilterFunc/channels/SampleCodec.h"
 #include "RZFilterFunc/integrate/IntegralSample.h"
 
 CIntegralDiff::CIntegralDiff()
@@ -47,7 +48,7 @@ void CIntegralDiff::ContinueIntegral(int nCount, char* pData) {
         return;
     }
 
-    const int width = rzf::IntegralSampleSize(m_nSampleType);
+    const int width = rzf::RawSampleSize(m_nSampleType);
     // Addressing needs a positive sample size and frame length; without them
     // (or with an unknown type) nothing can be located and nothing is touched.
     const std::int64_t sampleBytes = m_nSampleBytes;

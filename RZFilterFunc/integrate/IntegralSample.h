@@ -54,19 +54,6 @@ inline float RoundToFloat(double v) {
     return static_cast<float>(v);
 }
 
-// Bytes a sample of the integrator's type code occupies; 0 for unknown codes.
-inline int IntegralSampleSize(int type) {
-    switch (type) {
-        case 0:
-            return 2;
-        case 1:
-        case 2:
-            return 4;
-        default:
-            return 0;
-    }
-}
-
 inline double ReadIntegralSample(const char* p, int type) {
     switch (type) {
         case 0: {
