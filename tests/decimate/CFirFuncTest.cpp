@@ -3,7 +3,6 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-#include <memory>
 #include <numeric>
 #include <random>
 #include <tuple>
@@ -12,47 +11,35 @@
 #include "RZFilterFunc/decimate/DecimSamples.h"
 
 using namespace decimtest;
+using Ints = std::vector<int>;
 
-TEST(CFirFuncSetup, RatiosStartUpSpansAndBlockSizing) {
+TEST(CFirFuncSetup, RatiosBlockSizingAndRefusedInput) {
     for (int r = -2; r <= 2000; ++r)
         EXPECT_EQ(CFirFunc::IsActiveRatio(r), std::count(kRatios, kRatios + 9, r) == 1) << r;
     bool flags[4] = {true, true, true, true};
-    for (int i = 0; i < 9; ++i)
-        for (bool del : {true, false}) {
-            CFirFunc fir;
-            ASSERT_TRUE(fir.Init(1, kRatios[i], 100, flags, 1, del));
-            EXPECT_EQ(fir.GetDelChnCount(), kSpans[i]) << kRatios[i];
-        }
     // {channels, ratio, block samples, block out, block in}: never below one output.
     const int sizing[3][5] = {{4, 10, 1000, 25, 250}, {4, 10, 2, 1, 10}, {3, 100, 1000, 4, 400}};
     for (const auto& s : sizing) {
         CFirFunc fir;
         ASSERT_TRUE(fir.Init(s[0], s[1], s[2], flags, 0, true));
-        EXPECT_EQ(
-            (std::vector<int>{fir.m_nBlockOut, fir.m_nBlockIn, fir.m_nPending, fir.m_nOutCapacity}),
-            (std::vector<int>{s[3], s[4], 0, 0}));
+        EXPECT_EQ((Ints{fir.m_nBlockOut, fir.m_nBlockIn, fir.m_nPending, fir.m_nOutCapacity}),
+                  (Ints{s[3], s[4], 0, 0}));
     }
-}
-
-TEST(CFirFuncSetup, BadInputIsRefusedAndChangesNothing) {
-    bool flags[2] = {true, true};
+    // Refused set-ups (unknown sample types pass Init): every call then returns 0.
     std::vector<char> buf(400, 7);
     const std::vector<char> original = buf;
-    CFirFunc fresh;  // never initialised
-    EXPECT_EQ(fresh.InputDataAndDeal(buf.data(), 100), 0);
     CFirFunc fir;
-    for (int ratio : {3, 0, -10})
-        EXPECT_FALSE(fir.Init(2, ratio, 100, flags, 0, true)) << ratio;
-    EXPECT_FALSE(fir.Init(2, 10, 100, nullptr, 0, true));
-    EXPECT_EQ(fir.InputDataAndDeal(buf.data(), 100), 0);
-    for (int type : {4, -1}) {  // accepted by Init, refused by every call
-        ASSERT_TRUE(fir.Init(2, 10, 100, flags, type, true));
-        EXPECT_EQ(fir.InputDataAndDeal(buf.data(), 100), 0);
+    EXPECT_EQ(fir.InputDataAndDeal(buf.data(), 100), 0);  // never initialised
+    const std::tuple<int, int, bool*, int> setups[] = {{2, 3, flags, 0},   {2, 0, flags, 0},
+                                                       {2, -10, flags, 0}, {2, 10, nullptr, 0},
+                                                       {2, 10, flags, 4},  {2, 10, flags, -1}};
+    for (const auto& [chn, ratio, f, type] : setups) {
+        EXPECT_EQ(fir.Init(chn, ratio, 100, f, type, true), type != 0) << ratio << " " << type;
+        EXPECT_EQ(fir.InputDataAndDeal(buf.data(), 100), 0) << ratio << " " << type;
     }
     ASSERT_TRUE(fir.Init(2, 10, 100, flags, 2, false));
-    EXPECT_EQ(fir.InputDataAndDeal(buf.data(), 0) + fir.InputDataAndDeal(buf.data(), -20) +
-                  fir.InputDataAndDeal(nullptr, 20),
-              0);
+    for (int n : {0, -20, 20})  // non-positive counts, no buffer
+        EXPECT_EQ(fir.InputDataAndDeal(n == 20 ? nullptr : buf.data(), n), 0) << n;
     EXPECT_EQ(fir.m_nPending, 0);
     EXPECT_EQ(buf, original);
     // Zero channels after a call that carried samples: unconfigured again,
@@ -60,24 +47,36 @@ TEST(CFirFuncSetup, BadInputIsRefusedAndChangesNothing) {
     EXPECT_EQ(fir.InputDataAndDeal(buf.data(), 45), 4);
     EXPECT_FALSE(fir.Init(0, 20, 100, flags, 1, true));
     EXPECT_TRUE(!fir.m_pRatioDesc && !fir.m_pChnState && !fir.m_pPending && !fir.m_pOutput);
-    EXPECT_EQ((std::vector<int>{fir.m_nBlockIn, fir.m_nBlockOut, fir.m_nPending, fir.m_nChnCount,
-                                fir.m_nDelCount, fir.m_nOutCapacity, fir.m_nRatio,
-                                fir.m_nSampleType, fir.m_bDelStart}),
-              (std::vector<int>{0, 0, 0, 0, 0, 0, 10, 2, 1}));
+    EXPECT_EQ((Ints{fir.m_nBlockIn, fir.m_nPending, fir.m_nChnCount, fir.m_nDelCount,
+                    fir.m_nOutCapacity, fir.m_nRatio, fir.m_nSampleType, fir.m_bDelStart}),
+              (Ints{0, 0, 0, 0, 0, 10, 2, 1}));
 }
 
-TEST(CFirFuncStream, CarryOverAndDiscardCountExamples) {
-    // Ratio 10, 2 channels: 19 samples are carried; one more completes a frame.
-    std::vector<float> x(20);
-    std::iota(x.begin(), x.end(), 1.0f);
+TEST(CFirFuncStream, CarryOverPassThroughAndDiscardExamples) {
+    // Ratio 10, 2 channels: 19 samples are carried; one more completes a frame
+    // (the values are compared under every kind of cut below).
+    std::vector<float> x(600, 1.0f);
     bool flags[2] = {true, true};
     CFirFunc fir;
-    ASSERT_TRUE(fir.Init(2, 10, 100, flags, 1, false));
-    EXPECT_TRUE(Feed(fir, {x.begin(), x.end() - 1}, {19}).empty());
+    ASSERT_TRUE(fir.Init(2, 10, 200, flags, 1, false));
+    EXPECT_TRUE(Feed(fir, {x.begin(), x.begin() + 19}, {19}).empty());
     EXPECT_EQ(fir.m_nPending, 19);
-    EXPECT_EQ(Feed(fir, {20.0f}, {1}),
-              (std::vector<float>{ReferenceDecimate(10, Channel(x, 2, 0))[0],
-                                  ReferenceDecimate(10, Channel(x, 2, 1))[0]}));
+    EXPECT_EQ(Feed(fir, {20.0f}, {1}).size(), 2u);
+    // Inner blocks of 100 frames: a pass-through channel yields each block's
+    // first ten raw samples; the discard count is not touched without discarding.
+    flags[1] = false;
+    std::vector<float> expect;
+    for (int n = 0; n < 300; ++n) {
+        x[2 * n + 1] = static_cast<float>(n);
+        if (n % 100 < 10)
+            expect.push_back(static_cast<float>(n));
+    }
+    ASSERT_TRUE(fir.Init(2, 10, 200, flags, 1, false));
+    EXPECT_EQ(Channel(Feed(fir, x, {600}), 2, 1), expect);
+    EXPECT_EQ(fir.GetDelChnCount(), 29);
+    // With the start-up span (29) dropped, the third block's last output remains.
+    ASSERT_TRUE(fir.Init(2, 10, 200, flags, 1, true));
+    EXPECT_EQ(Channel(Feed(fir, x, {600}), 2, 1), std::vector<float>{209.0f});
     // Ratio 2 discards 23 frames, five per 10-sample call.
     ASSERT_TRUE(fir.Init(1, 2, 64, flags, 1, true));
     std::vector<int> dels;
@@ -93,18 +92,16 @@ TEST(CFirFuncStream, AnyCallSizesMatchTheWholeSignalReference) {
         const int ratio = kRatios[r];
         const int frames = ratio * 60 + 7;
         std::vector<float> x(frames * 3);
-        for (float& v : x)
-            v = val(rng);
+        std::generate(x.begin(), x.end(), [&] { return val(rng); });
         // Random call sizes, most neither multiples of the channel count nor of
         // the ratio, some shorter than one frame; a pass-through channel in the
         // middle (its samples follow the inner blocks, which the calls move).
         std::uniform_int_distribution<int> cut(1, 9 * ratio);
-        std::vector<int> cuts(40);
-        std::vector<int> dels;
-        for (int& c : cuts)
-            c = cut(rng);
+        std::vector<int> cuts(40), dels;
+        std::generate(cuts.begin(), cuts.end(), [&] { return cut(rng); });
         CFirFunc fir;
         ASSERT_TRUE(fir.Init(3, ratio, 1000, flags, 1, true));
+        EXPECT_EQ(fir.GetDelChnCount(), kSpans[r]);
         const std::vector<float> got = Feed(fir, x, cuts, &dels);
         EXPECT_EQ(got.size(), (frames / ratio - kSpans[r]) * 3u);
         for (int ch : {0, 2}) {
@@ -116,25 +113,6 @@ TEST(CFirFuncStream, AnyCallSizesMatchTheWholeSignalReference) {
     }
 }
 
-TEST(CFirFuncStream, PassThroughChannelYieldsLeadingRawSamplesOfEachBlock) {
-    // Ratio 10, 200 block samples on 2 channels: inner blocks of 100 frames.
-    std::vector<float> x(600, 1.0f);
-    std::vector<float> expect;
-    for (int n = 0; n < 300; ++n) {
-        x[2 * n + 1] = static_cast<float>(n);
-        if (n % 100 < 10)
-            expect.push_back(static_cast<float>(n));
-    }
-    bool flags[2] = {true, false};
-    CFirFunc fir;
-    ASSERT_TRUE(fir.Init(2, 10, 200, flags, 1, false));
-    EXPECT_EQ(Channel(Feed(fir, x, {600}), 2, 1), expect);
-    EXPECT_EQ(fir.GetDelChnCount(), 29);  // not counted down when nothing is discarded
-    // With the start-up span (29) dropped, the third block's last output remains.
-    ASSERT_TRUE(fir.Init(2, 10, 200, flags, 1, true));
-    EXPECT_EQ(Channel(Feed(fir, x, {600}), 2, 1), std::vector<float>{209.0f});
-}
-
 TEST(CFirFuncSamples, ConversionsAtTheRangeEdges) {
     // Written from float (bytes least significant first): 24-bit truncation and
     // symmetric clamp, 16-bit wrap-around, 32-bit out of range.
@@ -144,10 +122,8 @@ TEST(CFirFuncSamples, ConversionsAtTheRangeEdges) {
         {INFINITY, 3, 0x7FFFFF}, {40000.0f, 0, 0x9C40}, {3e9f, 2, 0x80000000u},
         {-3e9f, 2, 0x80000000u}, {NAN, 2, 0x80000000u}, {-7.9f, 2, 0xFFFFFFF9u}};
     for (const auto& [v, type, want] : writes) {
-        char p[4] = {};
         std::uint32_t bits = 0;
-        rzf::WriteDecimSample(v, p, type);
-        std::memcpy(&bits, p, 4);
+        rzf::WriteDecimSample(v, reinterpret_cast<char*>(&bits), type);
         EXPECT_EQ(bits, want) << v << " type " << type;
     }
     // Read and written back through a pass-through channel (ratio 2, inner
@@ -171,32 +147,30 @@ TEST(CFirFuncSamples, ConversionsAtTheRangeEdges) {
         for (int j = 0; j < k; ++j)
             std::memcpy(&buf[(2 * j + 1) * width], &in[j], width);
         ASSERT_EQ(fir.InputDataAndDeal(buf.data(), 4 * k), 2 * k);
-        for (int j = 0; j < k; ++j) {
-            std::uint32_t v = 0;
-            std::memcpy(&v, &buf[(2 * j + 1) * width], width);
-            EXPECT_EQ(v, out[j]) << "type " << type << " sample " << j;
-        }
+        Samples got(k, 0);
+        for (int j = 0; j < k; ++j)
+            std::memcpy(&got[j], &buf[(2 * j + 1) * width], width);
+        EXPECT_EQ(got, out) << "type " << type;
     }
 }
 
 TEST(CFirFuncCopy, CopiesShareStateAndOutliveEachOther) {
     std::vector<float> x(2000);
-    for (std::size_t i = 0; i < x.size(); ++i)
-        x[i] = static_cast<float>(std::cos(0.01 * static_cast<double>(i)));
+    std::iota(x.begin(), x.end(), -999.0f);
     bool flags[2] = {true, true};
     CFirFunc ref;
     ASSERT_TRUE(ref.Init(2, 20, 200, flags, 1, true));
     const std::vector<float> whole = Feed(ref, x, {2000});
-    auto a = std::make_unique<CFirFunc>();
-    ASSERT_TRUE(a->Init(2, 20, 200, flags, 1, true));
-    CFirFunc b(*a);
-    EXPECT_TRUE(b.m_pChnState == a->m_pChnState && b.m_pPending == a->m_pPending);
-    std::vector<float> got = Feed(*a, {x.begin(), x.begin() + 999}, {999});
-    // The assigned copy continues the stream on the shared buffers after the
-    // original is gone.
-    CFirFunc c;
-    c = *a;
-    a.reset();
+    CFirFunc b, c;
+    std::vector<float> got;
+    {
+        CFirFunc a;
+        ASSERT_TRUE(a.Init(2, 20, 200, flags, 1, true));
+        b = a;
+        EXPECT_TRUE(b.m_pChnState == a.m_pChnState && b.m_pPending == a.m_pPending);
+        got = Feed(a, {x.begin(), x.begin() + 999}, {999});
+        c = CFirFunc(a);  // continues the stream on the shared buffers after a is gone
+    }
     const std::vector<float> rest = Feed(c, {x.begin() + 999, x.end()}, {1001});
     got.insert(got.end(), rest.begin(), rest.end());
     EXPECT_EQ(got, whole);

@@ -13,8 +13,6 @@
 
 #include "DecimateTestSupport.h"
 
-namespace {
-
 constexpr int kRecord = 64;
 constexpr int kEdgeBin = 25;  // kRecord / 2.56
 const double kPi = std::acos(-1.0);
@@ -28,7 +26,7 @@ const bool kCoarse = std::getenv("RZF_QUICK_QUALITY") != nullptr;
 
 // Amplitude at output bin `bin` of a unit cosine at p / (64 R) cycles per
 // input sample; cosTab holds one period of the 64 R grid.
-double Gain(int ratio, const std::vector<double>& cosTab, long long p, int bin) {
+static double Gain(int ratio, const std::vector<double>& cosTab, long long p, int bin) {
     bool flag[1] = {true};
     CFirFunc fir;
     EXPECT_TRUE(fir.Init(1, ratio, 4096, flag, 1, true));
@@ -36,8 +34,7 @@ double Gain(int ratio, const std::vector<double>& cosTab, long long p, int bin) 
     for (std::size_t i = 0; i < x.size(); ++i)
         x[i] = static_cast<float>(cosTab[(p * static_cast<long long>(i)) % cosTab.size()]);
     const std::vector<float> out = decimtest::Feed(fir, x, {8192});
-    EXPECT_EQ(out.size(), std::size_t{kRecord});
-    std::complex<double> acc = out.size() == kRecord ? 0.0 : NAN;
+    std::complex<double> acc = out.size() == kRecord ? 0.0 : NAN;  // a short record fails
     for (std::size_t m = 0; m < out.size(); ++m)
         acc += double(out[m]) * std::polar(1.0, -2.0 * kPi * bin * double(m) / kRecord);
     return std::abs(acc) / kRecord * (bin == 0 ? 1.0 : 2.0);
@@ -82,5 +79,3 @@ TEST_P(DecimationQuality, FlatUsableBandAndAliasRejection) {
 }
 
 INSTANTIATE_TEST_SUITE_P(AllRatios, DecimationQuality, ::testing::ValuesIn(decimtest::kRatios));
-
-}  // namespace

@@ -30,9 +30,9 @@ TEST(DecimStageTables, CascadesOfSymmetricUnitGainLowPasses) {
             EXPECT_TRUE(d->m_pStage[k] == nullptr && d->m_nInPerOut[k] == 0) << ratio;
         for (std::size_t k = 0; k < taps.size(); ++k) {
             const DecimStageDesc& st = *d->m_pStage[k];
-            EXPECT_EQ(st.m_nTaps, taps[k]) << ratio;
-            EXPECT_EQ(st.m_nFactor, factors[k]) << ratio;
-            EXPECT_EQ(d->m_nInPerOut[k], inPerOut[k]) << ratio;
+            EXPECT_EQ((Ints{st.m_nTaps, st.m_nFactor, d->m_nInPerOut[k]}),
+                      (Ints{taps[k], factors[k], inPerOut[k]}))
+                << ratio;
             totalTaps += st.m_nTaps;
             double sum = 0.0;
             for (int i = 0; i < st.m_nTaps; ++i) {
@@ -59,12 +59,11 @@ TEST(DecimStageTables, CascadesOfSymmetricUnitGainLowPasses) {
     const float* h45 = rzf::FindDecimRatio(2)->m_pStage[0]->m_pTapCoef;
     const float* h6 = rzf::FindDecimRatio(100)->m_pStage[0]->m_pTapCoef;
     const float* h7 = rzf::FindDecimRatio(500)->m_pStage[1]->m_pTapCoef;
-    EXPECT_EQ((std::vector<float>{h45[0], h45[1], h45[2], h45[22]}),
-              (std::vector<float>{0.000288302f, 0.000212704f, -0.000714157f, 0.484715f}));
-    EXPECT_EQ(std::vector<float>(h6, h6 + 3),
-              (std::vector<float>{-0.0459149f, 0.0791638f, 0.466752f}));
-    EXPECT_EQ(std::vector<float>(h7, h7 + 4),
-              (std::vector<float>{-0.0316918f, 0.000719341f, 0.281689f, 0.498583f}));
+    EXPECT_EQ((std::vector<float>{h45[0], h45[1], h45[2], h45[22], h6[0], h6[1], h6[2], h7[0],
+                                  h7[1], h7[2], h7[3]}),
+              (std::vector<float>{0.000288302f, 0.000212704f, -0.000714157f, 0.484715f, -0.0459149f,
+                                  0.0791638f, 0.466752f, -0.0316918f, 0.000719341f, 0.281689f,
+                                  0.498583f}));
 }
 
 TEST(DecimStage, TapOrderSinglePrecisionSumsAndHistory) {

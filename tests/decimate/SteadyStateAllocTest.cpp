@@ -10,26 +10,19 @@
 
 static long g_allocations = 0;
 
-// Every form is replaced so that sanitizer builds pair each allocation with its own release.
+// The array and sized forms of the standard library forward to these; the sized
+// release is replaced too so that sanitizer builds, which supply their own
+// forms, pair each allocation with a matching release.
 void* operator new(std::size_t size) {
     ++g_allocations;
     if (void* p = std::malloc(size == 0 ? 1 : size))
         return p;
     throw std::bad_alloc();
 }
-void* operator new[](std::size_t size) {
-    return operator new(size);
-}
 void operator delete(void* p) noexcept {
     std::free(p);
 }
-void operator delete[](void* p) noexcept {
-    std::free(p);
-}
 void operator delete(void* p, std::size_t) noexcept {
-    std::free(p);
-}
-void operator delete[](void* p, std::size_t) noexcept {
     std::free(p);
 }
 
