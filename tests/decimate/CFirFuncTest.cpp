@@ -87,15 +87,16 @@ TEST(CFirFuncStream, CarryOverPassThroughAndDiscardExamples) {
 TEST(CFirFuncStream, AnyCallSizesMatchTheWholeSignalReference) {
     std::mt19937 rng(1234);
     std::uniform_real_distribution<float> val(-1000.0f, 1000.0f);
-    bool flags[3] = {true, false, true};
     for (int r = 0; r < 9; ++r) {
+        bool flags[3] = {true, r % 2 == 1, true};
         const int ratio = kRatios[r];
         const int frames = ratio * 60 + 7;
         std::vector<float> x(frames * 3);
         std::generate(x.begin(), x.end(), [&] { return val(rng); });
         // Random call sizes, most neither multiples of the channel count nor of
-        // the ratio, some shorter than one frame; a pass-through channel in the
-        // middle (its samples follow the inner blocks, which the calls move).
+        // the ratio, some shorter than one frame. Every other ratio has a
+        // pass-through channel in the middle, not compared: its samples follow
+        // the inner blocks, which the calls move.
         std::uniform_int_distribution<int> cut(1, 9 * ratio);
         std::vector<int> cuts(40), dels;
         std::generate(cuts.begin(), cuts.end(), [&] { return cut(rng); });
@@ -104,7 +105,7 @@ TEST(CFirFuncStream, AnyCallSizesMatchTheWholeSignalReference) {
         EXPECT_EQ(fir.GetDelChnCount(), kSpans[r]);
         const std::vector<float> got = Feed(fir, x, cuts, &dels);
         EXPECT_EQ(got.size(), (frames / ratio - kSpans[r]) * 3u);
-        for (int ch : {0, 2}) {
+        for (int ch = 0; ch < 3; ch += flags[1] ? 1 : 2) {
             const std::vector<float> ref = ReferenceDecimate(ratio, Channel(x, 3, ch));
             EXPECT_EQ(Channel(got, 3, ch), std::vector<float>(ref.begin() + kSpans[r], ref.end()))
                 << "ratio " << ratio << " channel " << ch;

@@ -69,16 +69,16 @@ TEST(DecimStageTables, CascadesOfSymmetricUnitGainLowPasses) {
 TEST(DecimStage, TapOrderSinglePrecisionSumsAndHistory) {
     // Asymmetric taps show the direction: output j is buf[2j] + 10 buf[2j + 1] +
     // 100 buf[2j + 2], exact in single precision; the last two samples become
-    // the next history.
+    // the next history. Five outputs cover grouped and one-at-a-time paths.
     const float taps[3] = {1.0f, 10.0f, 100.0f};
-    std::vector<float> buf = {1, 2, 3, 4, 5, 6, 7, 8};  // two history samples, six new
+    std::vector<float> buf = {1, 2, 3, 4,  5,  6,
+                              7, 8, 9, 10, 11, 12};  // two history samples, ten new
     std::vector<float> dst(5);
-    rzf::FilterDecimate({3, 2, taps}, buf.data(), dst.data(), 6);
-    EXPECT_EQ((std::vector<float>{dst[0], dst[1], dst[2], buf[0], buf[1]}),
-              (std::vector<float>{321, 543, 765, 7, 8}));
+    rzf::FilterDecimate({3, 2, taps}, buf.data(), dst.data(), 10);
+    EXPECT_EQ(dst, (std::vector<float>{321, 543, 765, 987, 1209}));
+    EXPECT_EQ((std::vector<float>{buf[0], buf[1]}), (std::vector<float>{11, 12}));
     // Windows (3, 1e8, -1e8) with unit taps: 3 + 1e8 rounds to 1e8 in single
     // precision, so the sum in tap order is 0 (3 exactly or in reverse order).
-    // Five outputs cover grouped and one-at-a-time paths.
     const float ones[3] = {1.0f, 1.0f, 1.0f};
     buf.assign(17, 0.0f);
     for (int i = 0; i < 15; ++i)
