@@ -10,9 +10,9 @@
 
 static long g_allocations = 0;
 
-// The array and sized forms of the standard library forward to these; the sized
-// release is replaced too so that sanitizer builds, which supply their own
-// forms, pair each allocation with a matching release.
+// The standard library's array and sized forms forward to these. Sanitizer
+// builds supply their own array forms (not counted there), so the sized release
+// is replaced as well to pair with this allocation.
 void* operator new(std::size_t size) {
     ++g_allocations;
     if (void* p = std::malloc(size == 0 ? 1 : size))
