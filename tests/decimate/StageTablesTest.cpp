@@ -1,132 +1,88 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <tuple>
 #include <vector>
 
+#include "RZFilterFunc/decimate/DecimStage.h"
 #include "RZFilterFunc/decimate/DecimationTables.h"
 
-namespace {
-
-struct StageExpect {
-    int taps;
-    int factor;
-    double minus3dB;  // fraction of the stage's input rate
-};
-
-struct RatioExpect {
-    int ratio;
-    std::vector<StageExpect> stages;
-    std::vector<int> inPerOut;
-};
-
-const std::vector<RatioExpect>& Expected() {
-    static const std::vector<RatioExpect> table = {
-        {2, {{45, 2, 0.232}}, {2}},
-        {5, {{113, 5, 0.093}}, {5}},
-        {10, {{44, 5, 0.079}, {48, 2, 0.234}}, {10, 2}},
-        {20, {{30, 5, 0.080}, {96, 4, 0.117}}, {20, 4}},
-        {50, {{55, 10, 0.038}, {144, 5, 0.091}}, {50, 5}},
-        {100, {{6, 2, 0.226}, {58, 10, 0.041}, {119, 5, 0.094}}, {100, 50, 5}},
-        {200, {{114, 25, 0.015}, {190, 8, 0.059}}, {200, 8}},
-        {500, {{109, 25, 0.015}, {7, 2, 0.204}, {237, 10, 0.047}}, {500, 20, 10}},
-        {1000, {{216, 50, 0.0076}, {473, 20, 0.0235}}, {1000, 20}},
-    };
-    return table;
-}
-
-// Zero-phase amplitude of a symmetric table, evaluated in double.
-double Amplitude(const float* h, int n, double f) {
-    const double pi = std::acos(-1.0);
-    const double centre = (n - 1) / 2.0;
-    double a = 0.0;
-    for (int i = 0; i < n; ++i) {
-        a += static_cast<double>(h[i]) * std::cos(2.0 * pi * f * (i - centre));
-    }
-    return a;
-}
-
-// First frequency where |A| falls below 1/sqrt(2), by scan then bisection.
-double Minus3dBPoint(const float* h, int n) {
-    const double target = 1.0 / std::sqrt(2.0);
-    double lo = 0.0;
-    double hi = 0.5;
-    for (int k = 1; k <= 20000; ++k) {
-        const double f = 0.5 * k / 20000.0;
-        if (std::fabs(Amplitude(h, n, f)) < target) {
-            lo = 0.5 * (k - 1) / 20000.0;
-            hi = f;
-            break;
-        }
-    }
-    for (int it = 0; it < 50; ++it) {
-        const double mid = 0.5 * (lo + hi);
-        (std::fabs(Amplitude(h, n, mid)) >= target ? lo : hi) = mid;
-    }
-    return 0.5 * (lo + hi);
-}
-
-}  // namespace
-
-TEST(DecimStageTables, CascadeLayout) {
+// Layout, symmetry, unit sum, -3 dB point (fraction of the stage's input rate)
+// and listed values of the stage tables.
+TEST(DecimStageTables, CascadesOfSymmetricUnitGainLowPasses) {
+    using Ints = std::vector<int>;
+    const std::tuple<int, Ints, Ints, Ints, std::vector<double>> cascades[9] = {
+        {2, {45}, {2}, {2}, {0.232}},
+        {5, {113}, {5}, {5}, {0.093}},
+        {10, {44, 48}, {5, 2}, {10, 2}, {0.079, 0.234}},
+        {20, {30, 96}, {5, 4}, {20, 4}, {0.080, 0.117}},
+        {50, {55, 144}, {10, 5}, {50, 5}, {0.038, 0.091}},
+        {100, {6, 58, 119}, {2, 10, 5}, {100, 50, 5}, {0.226, 0.041, 0.094}},
+        {200, {114, 190}, {25, 8}, {200, 8}, {0.015, 0.059}},
+        {500, {109, 7, 237}, {25, 2, 10}, {500, 20, 10}, {0.015, 0.204, 0.047}},
+        {1000, {216, 473}, {50, 20}, {1000, 20}, {0.0076, 0.0235}}};
     int totalTaps = 0;
-    for (const RatioExpect& e : Expected()) {
-        const DecimRatioDesc* d = rzf::FindDecimRatio(e.ratio);
-        ASSERT_NE(d, nullptr) << e.ratio;
-        ASSERT_EQ(d->m_nStageCount, e.stages.size()) << e.ratio;
-        for (std::size_t k = 0; k < 3; ++k) {
-            if (k < e.stages.size()) {
-                ASSERT_NE(d->m_pStage[k], nullptr);
-                EXPECT_EQ(d->m_pStage[k]->m_nTaps, e.stages[k].taps) << e.ratio;
-                EXPECT_EQ(d->m_pStage[k]->m_nFactor, e.stages[k].factor) << e.ratio;
-                EXPECT_EQ(d->m_nInPerOut[k], e.inPerOut[k]) << e.ratio;
-                totalTaps += d->m_pStage[k]->m_nTaps;
-            } else {
-                EXPECT_EQ(d->m_pStage[k], nullptr);
-                EXPECT_EQ(d->m_nInPerOut[k], 0);
+    for (const auto& [ratio, taps, factors, inPerOut, minus3dB] : cascades) {
+        const DecimRatioDesc* d = rzf::FindDecimRatio(ratio);
+        ASSERT_NE(d, nullptr) << ratio;
+        ASSERT_EQ(d->m_nStageCount, taps.size()) << ratio;
+        for (std::size_t k = taps.size(); k < 3; ++k)
+            EXPECT_TRUE(d->m_pStage[k] == nullptr && d->m_nInPerOut[k] == 0) << ratio;
+        for (std::size_t k = 0; k < taps.size(); ++k) {
+            const DecimStageDesc& st = *d->m_pStage[k];
+            EXPECT_EQ((Ints{st.m_nTaps, st.m_nFactor, d->m_nInPerOut[k]}),
+                      (Ints{taps[k], factors[k], inPerOut[k]}))
+                << ratio;
+            totalTaps += st.m_nTaps;
+            double sum = 0.0;
+            for (int i = 0; i < st.m_nTaps; ++i) {
+                EXPECT_EQ(st.m_pTapCoef[i], st.m_pTapCoef[st.m_nTaps - 1 - i]) << ratio << "/" << i;
+                sum += st.m_pTapCoef[i];
             }
+            EXPECT_NEAR(sum, 1.0, 0.0003) << ratio << "/" << k;
+            // First frequency where the zero-phase amplitude falls below 1/sqrt(2).
+            double f = 0.0;
+            for (double a = 1.0; std::fabs(a) >= std::sqrt(0.5) && f < 0.5;) {
+                f += 1e-5;
+                a = 0.0;
+                for (int i = 0; i < st.m_nTaps; ++i)
+                    a += st.m_pTapCoef[i] *
+                         std::cos(2.0 * std::acos(-1.0) * f * (i - (st.m_nTaps - 1) / 2.0));
+            }
+            EXPECT_NEAR(f, minus3dB[k], 0.002) << ratio << "/" << k;
         }
     }
     EXPECT_EQ(totalTaps, 2104);
-    for (int r : {0, 1, 3, 4, 25, 2000}) {
+    for (int r : {0, 1, 3, 4, 25, 2000})
         EXPECT_EQ(rzf::FindDecimRatio(r), nullptr);
-    }
+    // Listed values; the mirrored halves follow from the symmetry checked above.
+    const float* h45 = rzf::FindDecimRatio(2)->m_pStage[0]->m_pTapCoef;
+    const float* h6 = rzf::FindDecimRatio(100)->m_pStage[0]->m_pTapCoef;
+    const float* h7 = rzf::FindDecimRatio(500)->m_pStage[1]->m_pTapCoef;
+    EXPECT_EQ((std::vector<float>{h45[0], h45[1], h45[2], h45[22], h6[0], h6[1], h6[2], h7[0],
+                                  h7[1], h7[2], h7[3]}),
+              (std::vector<float>{0.000288302f, 0.000212704f, -0.000714157f, 0.484715f, -0.0459149f,
+                                  0.0791638f, 0.466752f, -0.0316918f, 0.000719341f, 0.281689f,
+                                  0.498583f}));
 }
 
-TEST(DecimStageTables, SymmetricUnitGainLowPassWithListedCorner) {
-    for (const RatioExpect& e : Expected()) {
-        const DecimRatioDesc* d = rzf::FindDecimRatio(e.ratio);
-        for (std::size_t k = 0; k < e.stages.size(); ++k) {
-            const DecimStageDesc& st = *d->m_pStage[k];
-            const int n = st.m_nTaps;
-            double sum = 0.0;
-            for (int i = 0; i < n; ++i) {
-                EXPECT_EQ(st.m_pTapCoef[i], st.m_pTapCoef[n - 1 - i]) << e.ratio << "/" << k;
-                sum += st.m_pTapCoef[i];
-            }
-            EXPECT_NEAR(sum, 1.0, 0.0003) << e.ratio << "/" << k;
-            EXPECT_NEAR(Minus3dBPoint(st.m_pTapCoef, n), e.stages[k].minus3dB, 0.002)
-                << e.ratio << "/" << k;
-        }
-    }
-}
-
-TEST(DecimStageTables, PublishedTapValues) {
-    const DecimStageDesc& s45 = *rzf::FindDecimRatio(2)->m_pStage[0];
-    EXPECT_EQ(s45.m_pTapCoef[22], 0.484715f);
-    const float outer45[3] = {0.000288302f, 0.000212704f, -0.000714157f};
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(s45.m_pTapCoef[i], outer45[i]);
-        EXPECT_EQ(s45.m_pTapCoef[44 - i], outer45[i]);
-    }
-    const DecimStageDesc& s6 = *rzf::FindDecimRatio(100)->m_pStage[0];
-    const float h6[6] = {-0.0459149f, 0.0791638f, 0.466752f, 0.466752f, 0.0791638f, -0.0459149f};
-    for (int i = 0; i < 6; ++i) {
-        EXPECT_EQ(s6.m_pTapCoef[i], h6[i]);
-    }
-    const DecimStageDesc& s7 = *rzf::FindDecimRatio(500)->m_pStage[1];
-    const float h7[7] = {-0.0316918f, 0.000719341f, 0.281689f,  0.498583f,
-                         0.281689f,   0.000719341f, -0.0316918f};
-    for (int i = 0; i < 7; ++i) {
-        EXPECT_EQ(s7.m_pTapCoef[i], h7[i]);
-    }
+TEST(DecimStage, TapOrderSinglePrecisionSumsAndHistory) {
+    // Asymmetric taps show the direction: output j is buf[2j] + 10 buf[2j + 1] +
+    // 100 buf[2j + 2], exact in single precision; the last two samples become
+    // the next history. Five outputs cover grouped and one-at-a-time paths.
+    const float taps[3] = {1.0f, 10.0f, 100.0f};
+    std::vector<float> buf = {1, 2, 3, 4,  5,  6,
+                              7, 8, 9, 10, 11, 12};  // two history samples, ten new
+    std::vector<float> dst(5);
+    rzf::FilterDecimate({3, 2, taps}, buf.data(), dst.data(), 10);
+    EXPECT_EQ(dst, (std::vector<float>{321, 543, 765, 987, 1209}));
+    EXPECT_EQ((std::vector<float>{buf[0], buf[1]}), (std::vector<float>{11, 12}));
+    // Windows (3, 1e8, -1e8) with unit taps: 3 + 1e8 rounds to 1e8 in single
+    // precision, so the sum in tap order is 0 (3 exactly or in reverse order).
+    const float ones[3] = {1.0f, 1.0f, 1.0f};
+    buf.assign(17, 0.0f);
+    for (int i = 0; i < 15; ++i)
+        buf[i] = i % 3 == 0 ? 3.0f : (i % 3 == 1 ? 1.0e8f : -1.0e8f);
+    rzf::FilterDecimate({3, 3, ones}, buf.data(), dst.data(), 15);
+    EXPECT_EQ(dst, std::vector<float>(5, 0.0f));
 }

@@ -8,51 +8,38 @@
 
 #include <RZFilterFunc/decimate/CFirFunc.h>
 
-namespace {
-long g_allocations = 0;
-}
+static long g_allocations = 0;
 
+// The standard library's array and sized forms forward to these. Sanitizer
+// builds supply their own array forms (not counted there), so the sized release
+// is replaced as well to pair with this allocation.
 void* operator new(std::size_t size) {
     ++g_allocations;
-    if (void* p = std::malloc(size == 0 ? 1 : size)) {
+    if (void* p = std::malloc(size == 0 ? 1 : size))
         return p;
-    }
     throw std::bad_alloc();
 }
-void* operator new[](std::size_t size) {
-    return operator new(size);
-}
 void operator delete(void* p) noexcept {
-    std::free(p);
-}
-void operator delete[](void* p) noexcept {
     std::free(p);
 }
 void operator delete(void* p, std::size_t) noexcept {
     std::free(p);
 }
-void operator delete[](void* p, std::size_t) noexcept {
-    std::free(p);
-}
 
 TEST(CFirFuncSteadyState, NoAllocationOnceTheOutputBufferFits) {
-    for (int ratio : {2, 10, 100, 500, 1000}) {
+    std::vector<char> buf(4 * 3 * 4000, 0);
+    bool flags[3] = {true, false, true};
+    for (int ratio : {2, 10, 100, 500, 1000})
         for (int type : {0, 1, 2, 3}) {
-            bool flags[3] = {true, false, true};
             CFirFunc fir;
             ASSERT_TRUE(fir.Init(3, ratio, 3000, flags, type, true));
-            std::vector<char> buf(4 * 3 * 4000, 0);
-            // Largest call first: the output buffer grows once.
+            // Largest call first: the buffer and its shared owner's control block.
             long before = g_allocations;
             fir.InputDataAndDeal(buf.data(), 3 * 4000);
-            // The buffer and its shared owner's control block.
-            EXPECT_GE(g_allocations - before, 1) << ratio;
-            EXPECT_LE(g_allocations - before, 2) << ratio;
+            EXPECT_TRUE(g_allocations - before == 1 || g_allocations - before == 2) << ratio;
             before = g_allocations;
-            for (int n : {1, 17, 3 * 4000, 999, 3 * ratio + 2, 5000}) {
+            for (int n : {1, 17, 3 * 4000, 999, 3 * ratio + 2, 5000})
                 fir.InputDataAndDeal(buf.data(), n);
-            }
             EXPECT_EQ(g_allocations - before, 0) << ratio << " type " << type;
         }
-    }
 }
