@@ -13,7 +13,9 @@ function(rzf_set_warnings target)
       target_compile_options(${target} PRIVATE -Werror)
     endif()
   elseif(MSVC)
-    target_compile_options(${target} PRIVATE /W4)
+    # C4251: standard-library members of exported classes; callers build with
+    # the same toolchain, as the library's ABI requires anyway.
+    target_compile_options(${target} PRIVATE /W4 /wd4251)
     if(RZF_WARNINGS_AS_ERRORS)
       target_compile_options(${target} PRIVATE /WX)
     endif()
