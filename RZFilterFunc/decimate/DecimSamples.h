@@ -9,17 +9,7 @@ namespace rzf {
 
 // Bytes per raw sample of the decimator's sample types 0..3 (0 for others).
 inline int DecimSampleWidth(int type) {
-    switch (type) {
-        case kRawInt16:
-            return 2;
-        case kRawFloat32:
-        case kRawInt32:
-            return 4;
-        case kRawInt24:
-            return 3;
-        default:
-            return 0;
-    }
+    return type == kRawInt24 ? 3 : RawSampleSize(type);
 }
 
 // Packed signed 24-bit sample, least significant byte first.
