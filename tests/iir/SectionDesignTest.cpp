@@ -261,3 +261,115 @@ TEST(SectionKernel, InitRefusesUnusableCascades) {
     rzf::RunSectionCascade(first.data(), 1, s.data(), x.data(), y.data(), 4);
     EXPECT_EQ(y, (Floats{0.5f, 0.6f, 0.12f, 0.024f}));
 }
+
+// Writes the library's own sections and stored denominators for the streamed
+// designs to library_sections.txt, the input of gen_sections.py's sosfilt and
+// numpy references. Run by hand when the designs change.
+TEST(SectionReference, DISABLED_WriteLibrarySections) {
+    FILE* out = std::fopen(DataPath("library_sections.txt").c_str(), "w");
+    ASSERT_NE(out, nullptr);
+    int index = 0;
+    for (const Spec& s : kStreamed) {
+        FilterUser u;
+        ASSERT_TRUE(DesignTransfer(u, s));
+        const rzf::SectionSet sections = rzf::DesignSections(RequestFor(u));
+        std::fprintf(out, "case %d %d\nden", index++, sections.Count());
+        for (int k = 0; k <= u.m_nIIROrder; ++k) {
+            std::fprintf(out, " %.17g", u.m_pFilter->GetDenominator()[k]);
+        }
+        for (std::size_t k = 0; k < sections.rows.size(); ++k) {
+            std::fprintf(out, "%s%.17g", k % 6 == 0 ? "\nsos " : " ", sections.rows[k]);
+        }
+        std::fprintf(out, "\nend\n");
+    }
+    std::fclose(out);
+}
+
+// The library's sections (still those the references were made from) stream
+// like scipy's sosfilt of them, within float rounding of the output.
+TEST(SectionReference, StreamMatchesScipySosfilt) {
+    const auto blocks = LoadBlocks("sosfilt.txt");
+    ASSERT_EQ(blocks.size(), std::size(kStreamed));
+    std::ifstream raw(DataPath("sosfilt.txt"));
+    std::string tag;
+    raw >> tag;
+    ASSERT_EQ(tag, "x");
+    Floats x;
+    for (double v; x.size() < 2000 && raw >> v;) {
+        x.push_back(static_cast<float>(v));
+    }
+    ASSERT_EQ(x.size(), 2000u);
+    std::mt19937 rng(17);
+    for (std::size_t i = 0; i < blocks.size(); ++i) {
+        FilterUser u;
+        ASSERT_TRUE(DesignTransfer(u, kStreamed[i]));
+        const rzf::SectionSet sections = rzf::DesignSections(RequestFor(u));
+        const auto& sos = blocks[i].at("sos");
+        ASSERT_EQ(static_cast<int>(sos.size()), sections.Count());
+        for (std::size_t k = 0; k < sections.rows.size(); ++k) {
+            const double ref = sos[k / 6][k % 6];
+            ASSERT_NEAR(sections.rows[k], ref, 1e-12 * std::max(1.0, std::fabs(ref))) << i;
+        }
+        const auto& y = blocks[i].at("y");
+        ASSERT_EQ(y.size(), x.size());
+        V state(2 * sos.size());
+        ASSERT_TRUE(rzf::InitSectionCascade(sections.rows.data(), sections.Count(), state.data()));
+        Floats out(x.size());
+        for (int pos = 0, len = 0; pos < 2000; pos += len) {
+            len = std::min(std::uniform_int_distribution<int>(1, 700)(rng), 2000 - pos);
+            rzf::RunSectionCascade(sections.rows.data(), sections.Count(), state.data(),
+                                   x.data() + pos, out.data() + pos, len);
+        }
+        double worstUlps = 0.0;
+        for (std::size_t n = 0; n < y.size(); ++n) {
+            // One rounding to float (half an ulp) plus the double-precision
+            // differences of two cascades, far below it.
+            const double ulp = std::ldexp(1.0, std::ilogb(y[n][0]) - 23);
+            const double err = std::fabs(out[n] - y[n][0]);
+            ASSERT_LE(err, ulp + 1e-30) << "case " << i << " sample " << n;
+            worstUlps = std::max(worstUlps, err / ulp);
+        }
+    }
+}
+
+// The pole radius of the stored denominator lies on the same side of 1.0 as
+// numpy's roots of it, and near them where the poles are well conditioned.
+TEST(PoleRadius, AgreesWithNumpyOnTheSideOfOne) {
+    const auto blocks = LoadBlocks("sosfilt.txt");
+    ASSERT_EQ(blocks.size(), std::size(kStreamed));
+    for (std::size_t i = 0; i < blocks.size(); ++i) {
+        FilterUser u;
+        ASSERT_TRUE(DesignTransfer(u, kStreamed[i]));
+        const V& den = blocks[i].at("den")[0];
+        ASSERT_EQ(static_cast<int>(den.size()), u.m_nIIROrder + 1);
+        const double* a = u.m_pFilter->GetDenominator();
+        for (std::size_t k = 0; k < den.size(); ++k) {
+            ASSERT_NEAR(a[k], den[k], 1e-12 * std::max(1.0, std::fabs(den[k])));
+        }
+        const double numpy = blocks[i].at("radius")[0][0];
+        const double ours = rzf::PoleRadius(a, u.m_nIIROrder);
+        EXPECT_EQ(ours >= 1.0, numpy >= 1.0) << i << ": " << ours << " vs " << numpy;
+        if (i >= kIssueCases) {
+            EXPECT_NEAR(ours, numpy, 1e-9) << i;
+        } else {
+            EXPECT_GT(ours, 1.0) << i;
+        }
+    }
+}
+
+TEST(PoleRadius, HandComputedAndDegenerate) {
+    // (1 - 0.5 z^-1)(1 + 0.8 z^-1): poles 0.5 and -0.8.
+    const V a = {1.0, 0.3, -0.4};
+    EXPECT_NEAR(rzf::PoleRadius(a.data(), 2), 0.8, 1e-15);
+    // 1 + 1.21 z^-2: poles +-1.1j; trailing zeros are poles at the origin.
+    const V b = {1.0, 0.0, 1.21, 0.0, 0.0};
+    EXPECT_NEAR(rzf::PoleRadius(b.data(), 4), 1.1, 1e-15);
+    const V c = {1.0, 0.0, 0.0};
+    EXPECT_EQ(rzf::PoleRadius(c.data(), 2), 0.0);
+    EXPECT_EQ(rzf::PoleRadius(a.data(), 0), -1.0);
+    EXPECT_EQ(rzf::PoleRadius(nullptr, 2), -1.0);
+    const V zeroLead = {0.0, 1.0, 0.5};
+    EXPECT_EQ(rzf::PoleRadius(zeroLead.data(), 2), -1.0);
+    const V nan = {1.0, std::nan(""), 0.5};
+    EXPECT_EQ(rzf::PoleRadius(nan.data(), 2), -1.0);
+}

@@ -21,7 +21,10 @@ edge(s) (Chebyshev I with the ripple that makes the stop edge meet As),
 Chebyshev II on the stop edge(s) the prototype's selectivity lands on.
 
 library_sections.txt / sosfilt.txt:
-  case <name> <sections>     then one 'sos b0 b1 b2 a0 a1 a2' line per section
+  case <index> <sections>
+  den <a0> ... <aD>          the stored transfer function's denominator
+  radius <max |pole|>        (sosfilt.txt only: numpy.roots of that denominator)
+  sos <b0 b1 b2 a0 a1 a2>    one line per section, in cascade order
   y <output>                 (sosfilt.txt only: one line per sample)
   end
 The input record is NOISE_COUNT samples of float32 uniform noise in [-1, 1)
@@ -40,7 +43,7 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 UNIFORM = 256
 LOGSPACED = 128
 NOISE_SEED = 20261124
-NOISE_COUNT = 3000
+NOISE_COUNT = 2000
 
 
 def fmt(x):
@@ -177,9 +180,11 @@ def read_library_sections(path):
             if not parts:
                 continue
             if parts[0] == 'case':
-                cases.append((parts[1], []))
+                cases.append((parts[1], [], []))
+            elif parts[0] == 'den':
+                cases[-1][1].extend(float(v) for v in parts[1:])
             elif parts[0] == 'sos':
-                cases[-1][1].append([float(v) for v in parts[1:7]])
+                cases[-1][2].append([float(v) for v in parts[1:7]])
     return cases
 
 
@@ -187,10 +192,14 @@ def write_sosfilt(src, path):
     rng = np.random.default_rng(NOISE_SEED)
     x = rng.uniform(-1.0, 1.0, NOISE_COUNT).astype(np.float32)
     lines = ['x ' + ' '.join(fmt(v) for v in x)]
-    for name, rows in read_library_sections(src):
+    for name, den, rows in read_library_sections(src):
         sos = np.array(rows)
         y = signal.sosfilt(sos, x.astype(np.float64))
+        # Poles of the stored transfer function: roots of a0 z^D + ... + aD.
+        radius = max(abs(np.roots(den)))
         lines.append('case %s %d' % (name, len(rows)))
+        lines.append('den ' + ' '.join(fmt(v) for v in den))
+        lines.append('radius ' + fmt(radius))
         for row in rows:
             lines.append('sos ' + ' '.join(fmt(v) for v in row))
         lines.extend('y ' + fmt(v) for v in y)
