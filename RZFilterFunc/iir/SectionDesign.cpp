@@ -14,9 +14,11 @@ namespace {
 using Complex = std::complex<double>;
 
 constexpr int kRowWidth = 6;
-// Uniform points of the peak search for the gain spread (the poles' own
-// angles are added, so narrow resonances are not missed).
+// Uniform points of the peak search for the gain spread (points around the
+// poles' own angles are added, so narrow resonances are not missed).
 constexpr int kPeakGrid = 512;
+constexpr int kPeakRefine = 12;
+constexpr double kMinPeakWidth = 1e-6;
 
 bool IsBand(int T) {
     return T == BAND_BANDPASS || T == BAND_BANDSTOP;
@@ -386,14 +388,19 @@ SectionSet PairSections(const ZeroPoleSet& digital) {
     }
     std::reverse(formed.begin(), formed.end());
 
-    // Frequencies of the peak search: a uniform grid and every pole's angle.
+    // Frequencies of the peak search: a uniform grid, refined around every
+    // pole's angle over a few resonance widths (1 - |p|).
     std::vector<double> grid;
-    grid.reserve(kPeakGrid + 1 + formed.size());
+    grid.reserve(kPeakGrid + 1 + formed.size() * (2 * kPeakRefine + 1));
     for (int i = 0; i <= kPeakGrid; ++i) {
         grid.push_back(kPi * i / kPeakGrid);
     }
     for (const Monic& s : formed) {
-        grid.push_back(std::fabs(std::arg(s.pole)));
+        const double centre = std::fabs(std::arg(s.pole));
+        const double width = std::max(1.0 - std::abs(s.pole), kMinPeakWidth) / kPeakRefine;
+        for (int k = -kPeakRefine; k <= kPeakRefine; ++k) {
+            grid.push_back(std::min(kPi, std::max(0.0, centre + k * width)));
+        }
     }
     std::vector<double> partial(grid.size(), 1.0);
 

@@ -373,3 +373,78 @@ TEST(PoleRadius, HandComputedAndDegenerate) {
     const V nan = {1.0, std::nan(""), 0.5};
     EXPECT_EQ(rzf::PoleRadius(nan.data(), 2), -1.0);
 }
+
+// Every section is stable on its own, the sections run from the poles farthest
+// from the unit circle to the nearest, and no partial cascade rises far above
+// the whole filter's peak of 1 (checked on a dense uniform and a logarithmic
+// grid, not the one the gains were spread on).
+TEST(SectionDesign, StableSectionsBoundedPartialGains) {
+    const auto cases = LoadBlocks("sections.txt");
+    for (const Block& c : cases) {
+        const V& h = c.at("case")[0];
+        const Spec spec{int(h[0]), int(h[1]), h[2], h[3], h[4], h[5], h[6], h[7], h[8]};
+        FilterUser u;
+        ASSERT_TRUE(DesignTransfer(u, spec));
+        const rzf::SectionSet sections = rzf::DesignSections(RequestFor(u));
+        const int n = sections.Count();
+        double previous = 0.0;
+        V grid;
+        for (int i = 0; i <= 8192; ++i) {
+            grid.push_back(rzf::kPi * i / 8192.0);
+        }
+        for (int i = 0; i < 1024; ++i) {
+            grid.push_back(rzf::kPi * std::pow(10.0, -5.0 + 5.0 * i / 1024.0));
+        }
+        std::vector<std::complex<double>> partial(grid.size(), 1.0);
+        for (int j = 0; j < n; ++j) {
+            const double* r = &sections.rows[6 * static_cast<std::size_t>(j)];
+            ASSERT_EQ(r[3], 1.0);
+            // Largest pole magnitude of 1 + a1 z^-1 + a2 z^-2.
+            const std::complex<double> d = std::sqrt(std::complex<double>(r[4] * r[4] - 4 * r[5]));
+            const double radius =
+                std::max(std::abs((-r[4] + d) / 2.0), std::abs((-r[4] - d) / 2.0));
+            EXPECT_LT(radius, 1.0) << h[0] << " " << h[1] << " " << h[3] << " section " << j;
+            EXPECT_GE(radius, previous - 1e-12) << h[0] << " " << h[1] << " " << h[3];
+            previous = radius;
+            rzf::SectionSet one;
+            one.rows.assign(r, r + 6);
+            double peak = 0.0;
+            for (std::size_t i = 0; i < grid.size(); ++i) {
+                partial[i] *= rzf::SectionResponse(one, grid[i]);
+                peak = std::max(peak, std::abs(partial[i]));
+            }
+            EXPECT_LT(peak, 1.05) << h[0] << " " << h[1] << " " << h[3] << " section " << j;
+            EXPECT_GT(peak, 0.5) << h[0] << " " << h[1] << " " << h[3] << " section " << j;
+        }
+    }
+}
+
+// Requests that admit no design give no sections.
+TEST(SectionDesign, RefusedRequestsGiveNoSections) {
+    rzf::SectionRequest good;
+    good.family = rzf::IirFamily::kChebyshevI;
+    good.bandType = 3;
+    good.filterOrder = 8;
+    good.sampleFreq = 1000.0;
+    good.freq1 = 100.0;
+    good.freq2 = 150.0;
+    good.freq3 = 250.0;
+    good.freq4 = 300.0;
+    good.stopAtten = 40.0;
+    ASSERT_EQ(rzf::DesignSections(good).Count(), 4);
+    auto refused = [&](auto change) {
+        rzf::SectionRequest r = good;
+        change(r);
+        return rzf::DesignSections(r).Count() == 0;
+    };
+    EXPECT_TRUE(refused([](auto& r) { r.bandType = 0; }));
+    EXPECT_TRUE(refused([](auto& r) { r.bandType = 5; }));
+    EXPECT_TRUE(refused([](auto& r) { r.filterOrder = 0; }));
+    EXPECT_TRUE(refused([](auto& r) { r.filterOrder = 7; }));  // band orders are even
+    EXPECT_TRUE(refused([](auto& r) { r.sampleFreq = 0.0; }));
+    EXPECT_TRUE(refused([](auto& r) { r.freq3 = 500.0; }));  // at fs/2
+    EXPECT_TRUE(refused([](auto& r) { r.freq2 = 260.0; }));  // pass edges reversed
+    EXPECT_TRUE(refused([](auto& r) { r.freq1 = std::nan(""); }));
+    EXPECT_TRUE(refused([](auto& r) { r.stopAtten = 0.0; }));
+    EXPECT_TRUE(refused([](auto& r) { r.freq1 = 200.0; }));  // stop edge inside the pass band
+}
