@@ -4,8 +4,8 @@
 #include <cstring>
 #include <vector>
 
+#include "RZFilterFunc/base/FilterMessages.h"
 #include "RZFilterFunc/filter/AverageFilter.h"
-#include "RZFilterFunc/filter/FilterMessages.h"
 #include "RZFilterFunc/fir/WindowsFilter.h"
 #include "RZFilterFunc/iir/ButwcfFilter.h"
 #include "RZFilterFunc/iir/ChebyiFilter.h"

@@ -1,6 +1,6 @@
 #include "RZFilterFunc/iir/ChebshFilter.h"
 
-#include <RZFilterFunc/filter/FilterMessages.h>
+#include <RZFilterFunc/base/FilterMessages.h>
 #include <RZFilterFunc/platform/MathConst.h>
 
 #include <cmath>

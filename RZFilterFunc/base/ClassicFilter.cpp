@@ -1,4 +1,4 @@
-#include "RZFilterFunc/filter/ClassicFilter.h"
+#include "RZFilterFunc/base/ClassicFilter.h"
 
 ClassicFilter::ClassicFilter()
     : m_dSampleFreq(-1.0),
