@@ -1,6 +1,6 @@
 #include "RZFilterFunc/iir/SectionDesign.h"
 
-#include <RZFilterFunc/filter/FilterTypes.h>
+#include <RZFilterFunc/base/FilterTypes.h>
 #include <RZFilterFunc/platform/MathConst.h>
 
 #include <algorithm>
