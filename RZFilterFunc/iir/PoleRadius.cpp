@@ -63,22 +63,23 @@ void Balance(double* const* h, int n) {
     }
 }
 
-// Double-double numbers (an unevaluated sum hi + lo) from error-free
-// transformations, without fused multiply-add.
-struct DD {
-    double hi;
-    double lo;
-};
-
+// Exact arithmetic on floating-point expansions: a value held as a sum of
+// non-overlapping doubles in increasing magnitude, built with error-free
+// transformations (no fused multiply-add). Only the truncation to the
+// kExpansionTerms largest components rounds, far below double precision.
 constexpr double kSplitter = 134217729.0;  // 2^27 + 1
+constexpr int kExpansionTerms = 6;
 
-DD TwoSum(double a, double b) {
+using Expansion = std::vector<double>;
+
+void TwoSum(double a, double b, double* sum, double* err) {
     const double s = a + b;
     const double bb = s - a;
-    return {s, (a - (s - bb)) + (b - bb)};
+    *sum = s;
+    *err = (a - (s - bb)) + (b - bb);
 }
 
-DD TwoProduct(double a, double b) {
+void TwoProduct(double a, double b, double* product, double* err) {
     const double p = a * b;
     const double ca = kSplitter * a;
     const double ah = ca - (ca - a);
@@ -86,57 +87,147 @@ DD TwoProduct(double a, double b) {
     const double cb = kSplitter * b;
     const double bh = cb - (cb - b);
     const double bl = b - bh;
-    return {p, ((ah * bh - p) + ah * bl + al * bh) + al * bl};
+    *product = p;
+    *err = ((ah * bh - p) + ah * bl + al * bh) + al * bl;
 }
 
-DD Add(DD x, DD y) {
-    const DD s = TwoSum(x.hi, y.hi);
-    const DD t = TwoSum(s.lo, x.lo + y.lo);
-    return TwoSum(s.hi, t.hi + t.lo);
-}
-
-DD Mul(DD x, DD y) {
-    const DD p = TwoProduct(x.hi, y.hi);
-    return TwoSum(p.hi, p.lo + (x.hi * y.lo + x.lo * y.hi));
-}
-
-DD Neg(DD x) {
-    return {-x.hi, -x.lo};
-}
-
-struct ComplexDD {
-    DD re;
-    DD im;
-};
-
-ComplexDD Mul(ComplexDD x, ComplexDD y) {
-    return {Add(Mul(x.re, y.re), Neg(Mul(x.im, y.im))), Add(Mul(x.re, y.im), Mul(x.im, y.re))};
-}
-
-ComplexDD Add(ComplexDD x, ComplexDD y) {
-    return {Add(x.re, y.re), Add(x.im, y.im)};
-}
-
-std::complex<double> ToComplex(ComplexDD x) {
-    return {x.re.hi + x.re.lo, x.im.hi + x.im.lo};
-}
-
-// Newton ratio p(z)/p'(z) of c[0] z^n + c[1] z^(n-1) + ... + c[n], both
-// evaluated in double-double so that the ratio stays accurate next to
-// clustered roots, where plain double evaluation is all rounding.
-std::complex<double> NewtonRatio(const double* c, int n, std::complex<double> z) {
-    const ComplexDD zz{{z.real(), 0.0}, {z.imag(), 0.0}};
-    ComplexDD p{{c[0], 0.0}, {0.0, 0.0}};
-    ComplexDD dp{{0.0, 0.0}, {0.0, 0.0}};
-    for (int k = 1; k <= n; ++k) {
-        dp = Add(Mul(dp, zz), p);
-        p = Add(Mul(p, zz), ComplexDD{{c[k], 0.0}, {0.0, 0.0}});
+// e + b, exactly.
+Expansion Grow(const Expansion& e, double b) {
+    Expansion h;
+    h.reserve(e.size() + 1);
+    double q = b;
+    for (double term : e) {
+        double err;
+        TwoSum(q, term, &q, &err);
+        if (err != 0.0) {
+            h.push_back(err);
+        }
     }
-    const std::complex<double> d = ToComplex(dp);
+    if (q != 0.0 || h.empty()) {
+        h.push_back(q);
+    }
+    return h;
+}
+
+// e * b, exactly.
+Expansion Scale(const Expansion& e, double b) {
+    Expansion h;
+    if (e.empty()) {
+        return h;
+    }
+    h.reserve(2 * e.size());
+    double q;
+    double err;
+    TwoProduct(e[0], b, &q, &err);
+    if (err != 0.0) {
+        h.push_back(err);
+    }
+    for (std::size_t i = 1; i < e.size(); ++i) {
+        double big;
+        double small;
+        TwoProduct(e[i], b, &big, &small);
+        TwoSum(q, small, &q, &err);
+        if (err != 0.0) {
+            h.push_back(err);
+        }
+        // |big| >= |q| here, so the fast two-sum is exact.
+        const double sum = big + q;
+        err = q - (sum - big);
+        q = sum;
+        if (err != 0.0) {
+            h.push_back(err);
+        }
+    }
+    if (q != 0.0 || h.empty()) {
+        h.push_back(q);
+    }
+    return h;
+}
+
+// The same value with every component as large as it can be, so that each one
+// holds the rest to within its own last bit and the largest components carry
+// the precision (the components of a plain sum may hold a few bits each).
+Expansion Compress(const Expansion& e) {
+    const int m = static_cast<int>(e.size());
+    if (m < 2) {
+        return e;
+    }
+    std::vector<double> g(static_cast<std::size_t>(m));
+    double q = e[static_cast<std::size_t>(m - 1)];
+    int bottom = m - 1;
+    for (int i = m - 2; i >= 0; --i) {
+        const double small = e[static_cast<std::size_t>(i)];
+        const double sum = q + small;
+        const double err = small - (sum - q);
+        if (err != 0.0) {
+            g[static_cast<std::size_t>(bottom--)] = sum;
+            q = err;
+        } else {
+            q = sum;
+        }
+    }
+    g[static_cast<std::size_t>(bottom)] = q;
+    Expansion h;
+    for (int i = bottom + 1; i < m; ++i) {
+        const double big = g[static_cast<std::size_t>(i)];
+        const double sum = big + q;
+        const double err = q - (sum - big);
+        if (err != 0.0) {
+            h.push_back(err);
+        }
+        q = sum;
+    }
+    h.push_back(q);
+    return h;
+}
+
+// e + f, then cut to the largest components.
+Expansion Sum(const Expansion& e, const Expansion& f) {
+    Expansion h = e;
+    for (double term : f) {
+        h = Grow(h, term);
+    }
+    h = Compress(h);
+    if (h.size() > static_cast<std::size_t>(kExpansionTerms)) {
+        h.erase(h.begin(), h.end() - kExpansionTerms);
+    }
+    return h;
+}
+
+double Approximate(const Expansion& e) {
+    double v = 0.0;
+    for (double term : e) {
+        v += term;
+    }
+    return v;
+}
+
+// Newton ratio p(z)/p'(z) of c[0] z^n + c[1] z^(n-1) + ... + c[n], with p and
+// p' evaluated at the double point z almost exactly: next to clustered
+// roots, plain double evaluation is all rounding.
+std::complex<double> NewtonRatio(const double* c, int n, std::complex<double> z) {
+    const double zr = z.real();
+    const double zi = z.imag();
+    Expansion pr{c[0]};
+    Expansion pi{0.0};
+    Expansion dr{0.0};
+    Expansion di{0.0};
+    for (int k = 1; k <= n; ++k) {
+        // p' := p' z + p, then p := p z + c[k].
+        Expansion ndr = Sum(Sum(Scale(dr, zr), Scale(di, -zi)), pr);
+        Expansion ndi = Sum(Sum(Scale(dr, zi), Scale(di, zr)), pi);
+        Expansion npr = Sum(Sum(Scale(pr, zr), Scale(pi, -zi)), Expansion{c[k]});
+        Expansion npi = Sum(Scale(pr, zi), Scale(pi, zr));
+        dr = std::move(ndr);
+        di = std::move(ndi);
+        pr = std::move(npr);
+        pi = std::move(npi);
+    }
+    const std::complex<double> d(Approximate(dr), Approximate(di));
     if (d == std::complex<double>(0.0, 0.0)) {
         return {0.0, 0.0};
     }
-    return ToComplex(p) / d;
+    return std::complex<double>(Approximate(pr), Approximate(pi)) / d;
 }
 
 constexpr int kPolishSweeps = 200;

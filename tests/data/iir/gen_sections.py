@@ -3,7 +3,8 @@
 
     /usr/bin/python3 gen_sections.py
 
-writes sections.txt beside this script from scipy alone. When
+writes sections.txt beside this script from scipy alone (numpy, scipy and
+mpmath: Debian's python3-numpy, python3-scipy, python3-mpmath). When
 library_sections.txt is present (the library's own sections, written by
 rzf_iir_tests --gtest_also_run_disabled_tests
 --gtest_filter=*DISABLED_WriteLibrarySections), it also writes sosfilt.txt:
@@ -23,6 +24,7 @@ Chebyshev II on the stop edge(s) the prototype's selectivity lands on.
 library_sections.txt / sosfilt.txt:
   case <index> <sections>
   den <a0> ... <aD>          the stored transfer function's denominator
+  exact <max |pole|>         (sosfilt.txt only: mpmath roots of the stored values)
   radius <max |pole|>        (sosfilt.txt only: numpy.roots of that denominator)
   sos <b0 b1 b2 a0 a1 a2>    one line per section, in cascade order
   y <output>                 (sosfilt.txt only: one line per sample)
@@ -34,6 +36,7 @@ from numpy's default_rng(NOISE_SEED), written to sosfilt.txt as 'x' lines.
 import math
 import os
 
+import mpmath
 import numpy as np
 from scipy import signal
 
@@ -188,6 +191,16 @@ def read_library_sections(path):
     return cases
 
 
+def exact_radius(den):
+    """Largest root magnitude of the stored coefficients (exact binary values)
+    found in multiple precision: the double-precision root finders' errors
+    grow to per cent on the ill-conditioned denominators."""
+    mpmath.mp.dps = 30
+    roots = mpmath.polyroots([mpmath.mpf(float(v)) for v in den], maxsteps=3000,
+                             extraprec=3000)
+    return float(max(abs(r) for r in roots))
+
+
 def write_sosfilt(src, path):
     rng = np.random.default_rng(NOISE_SEED)
     x = rng.uniform(-1.0, 1.0, NOISE_COUNT).astype(np.float32)
@@ -199,6 +212,7 @@ def write_sosfilt(src, path):
         radius = max(abs(np.roots(den)))
         lines.append('case %s %d' % (name, len(rows)))
         lines.append('den ' + ' '.join(fmt(v) for v in den))
+        lines.append('exact ' + fmt(exact_radius(den)))
         lines.append('radius ' + fmt(radius))
         for row in rows:
             lines.append('sos ' + ' '.join(fmt(v) for v in row))
