@@ -65,9 +65,9 @@ const std::map<std::string, std::string>& GlossTable() {
         // 阶数太大，滤波器不稳定，返回 (28 bytes)
         {"\xBD\xD7\xCA\xFD\xCC\xAB\xB4\xF3\xA3\xAC\xC2\xCB\xB2\xA8\xC6\xF7\xB2\xBB\xCE\xC8"
          "\xB6\xA8\xA3\xAC\xB7\xB5\xBB\xD8",
-         "the order this specification needs is outside the designer's range (3 to 10 for low- and "
-         "high-pass designs); widen the transition band, lower the attenuation or raise the "
-         "ripple"},
+         "the filter order this specification needs is outside the designer's range: 3 to 10 for "
+         "low- and high-pass designs, up to 15 (Butterworth) or 12 (Chebyshev) for band designs; "
+         "the library says 'too large' also when the order would be below 3"},
     };
     return table;
 }

@@ -197,6 +197,7 @@ StreamResult Stream(const StreamOptions& opt, const char* verb, const StreamSetu
     result.channels = static_cast<int>(columns.size());
     FirstSeen nonFinite;
     FirstSeen outOfRange;
+    FirstSeen badOutput;
     std::vector<char> block;
     std::vector<char> work;
     for (;;) {
@@ -242,6 +243,17 @@ StreamResult Stream(const StreamOptions& opt, const char* verb, const StreamSetu
                 }
             }
         }
+        if (workLayout.type == 1) {
+            for (size_t j = 0; j < produced; ++j) {
+                for (int c : columns) {
+                    float v;
+                    std::memcpy(&v, data + (j * channels + c) * sizeof v, sizeof v);
+                    if (!std::isfinite(v)) {
+                        badOutput.Add(result.framesOut + j, c);
+                    }
+                }
+            }
+        }
         if (!allColumns) {
             KeepColumns(data, produced, channels, workLayout.width, columns);
         }
@@ -262,6 +274,14 @@ StreamResult Stream(const StreamOptions& opt, const char* verb, const StreamSetu
              " NaN or infinite samples (first: channel " + std::to_string(nonFinite.channel) +
              ", frame " + std::to_string(nonFinite.frame) +
              "); a filter that meets one carries it into every later output of that channel");
+    }
+    if (badOutput.count > nonFinite.count) {
+        Warn(std::to_string(badOutput.count) + " output samples are NaN or infinite (first: " +
+             "channel " + std::to_string(badOutput.channel) + ", output frame " +
+             std::to_string(badOutput.frame) + ")" +
+             (nonFinite.count == 0 ? "; the input is finite, so the filter is numerically "
+                                     "unstable at these settings"
+                                   : ""));
     }
     if (outOfRange.count > 0) {
         const bool clamps = outFormat == SampleFormat::Int24;

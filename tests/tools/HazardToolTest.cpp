@@ -227,6 +227,34 @@ TEST(HazardTool, WarningsForNonFiniteInputChangedTapsAndExtensions) {
             EXPECT_TRUE(Has(r.err, std::string("rzfilter: warning: ") + c.warning)) << r.err;
         }
     }
+    // A band-pass this narrow at this rate, as one high-order polynomial, is
+    // numerically unstable: the output runs to infinity after some 25000
+    // frames of a finite input. The warning counts what the file holds.
+    {
+        const std::string dir = tooltest::FreshDir("warnings_unstable");
+        std::vector<float> sine(40000);
+        for (size_t i = 0; i < sine.size(); ++i) {
+            sine[i] = static_cast<float>(std::sin(0.05 * static_cast<double>(i)));
+        }
+        tooltest::WriteFile(dir + "/in.f32", ToBytes(sine));
+        const tooltest::RunResult r = RunTool(
+            "filter in.f32 out.f32 -c 1 -m cheby1 -b bandpass --fs 360 --f1 0.1 --f2 0.5 "
+            "--f3 40 --f4 60 --ripple 1 --atten 30",
+            dir);
+        EXPECT_EQ(r.exitCode, 0);
+        const std::string out = tooltest::ReadFile(dir + "/out.f32");
+        size_t bad = 0;
+        for (size_t i = 0; i + 4 <= out.size(); i += 4) {
+            float v;
+            std::memcpy(&v, out.data() + i, 4);
+            bad += !std::isfinite(v);
+        }
+        ASSERT_GT(bad, 0u);
+        EXPECT_TRUE(
+            Has(r.err, "warning: " + std::to_string(bad) + " output samples are NaN or infinite"))
+            << r.err;
+        EXPECT_TRUE(Has(r.err, "numerically unstable")) << r.err;
+    }
     // The design command says it too, on stderr and in JSON.
     const std::string dir = tooltest::FreshDir("warnings_design");
     const tooltest::RunResult r =
