@@ -389,7 +389,7 @@ void PlotDesignResponse(const std::string& path, const DesignSpec& spec,
     DrawMask(cr, delay, fx, Axis{0.0, 1.0}, SpecMask{{}, 0.0, 0.0, mask.edges}, 0.0, false);
     DrawAxes(cr, delay, fx, dy, fTitle, "Group delay (ms)");
     DrawCurve(cr, delay, fx, dy, c.freq.data(), delayMs.data(), n, 0.1, 0.55, 0.2);
-    PanelTitle(cr, delay, "Group delay");
+    PanelTitle(cr, delay, "Group delay (where the amplitude is on its axis)");
 
     RangeWhere(
         phase, [](size_t) { return true; }, lo, hi);

@@ -1,4 +1,5 @@
-// Builds against an installed RZFilterFunc through its CMake package and uses
+// Builds against an installed RZFilterFunc (through its CMake package, or a
+// plain compiler command line from pkg-config) and uses
 // only the exported interface.
 #include <RZFilterFunc/RZFilterFunc.h>
 
