@@ -200,8 +200,9 @@ class Filter(_core.FilterCore):
     ``f(x)`` filters a 1-D C-contiguous float32 array into a new array;
     ``f(x, out=y)`` writes into ``y`` (``y`` may be ``x`` itself). Consecutive
     calls continue one signal; :meth:`reset` starts from zero state again.
-    The GIL is released while the library filters. One thread at a time per
-    object.
+    The GIL is released while the library filters, so separate Filter objects
+    run in parallel threads; each Filter is used by one thread at a time (a
+    second thread calling a busy Filter gets ``RuntimeError``).
     """
 
     def __init__(self, design: Design):
