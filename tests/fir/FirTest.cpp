@@ -10,26 +10,20 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
-#include <fstream>
 #include <iterator>
 #include <memory>
+#include <ostream>
 #include <random>
-#include <sstream>
 #include <string>
 #include <vector>
 
+#include "ReferenceData.h"
+
 namespace {
 
-// Reads $RZF_TEST_DATA/fir/<name>, one record of numbers per line, and checks
-// that it holds the expected number of records.
+// The records of tests/data/fir/<name>, checked to number as expected.
 std::vector<std::vector<double>> ReadFirTable(const std::string& name, size_t records) {
-    const char* root = std::getenv("RZF_TEST_DATA");
-    std::ifstream in(std::string(root != nullptr ? root : ".") + "/fir/" + name);
-    std::vector<std::vector<double>> rows;
-    for (std::string line; std::getline(in, line);) {
-        std::istringstream fields(line);
-        rows.emplace_back(std::istream_iterator<double>(fields), std::istream_iterator<double>());
-    }
+    std::vector<std::vector<double>> rows = rzf::test::ReadNumberRows("fir/" + name);
     EXPECT_EQ(rows.size(), records) << name;
     return rows;
 }
@@ -86,25 +80,35 @@ std::vector<T> Block(CFilter& f, std::vector<T> x) {
 
 }  // namespace
 
-// Records: code n beta w[0..n-1], from scipy.signal.windows (symmetric), and
-// x I0(x) from scipy.special.i0 (the series stops at an absolute 1e-8 term).
-TEST(WindowFunctions, AgainstScipyAndByHand) {
+// Records: code n beta w[0..n-1], from scipy.signal.windows (symmetric).
+TEST(WindowFunctions, MatchScipyAndAreSymmetric) {
     for (const auto& r : ReadFirTable("windows.txt", 68)) {
         const int code = int(r[0]), n = int(r[1]);
+        SCOPED_TRACE(::testing::Message() << "code " << code << " n " << n);
         std::vector<float> w(n, kSentinel);
-        ASSERT_TRUE(r.size() == n + 3u && rzf::MakeWindow(w.data(), n, code, r[2], 1, 1, -3));
-        for (int k = 0; k < n; ++k)  // and exactly symmetric
-            EXPECT_TRUE(std::fabs(w[k] - r[3 + k]) <= 6e-8 && w[k] == w[n - 1 - k])
-                << "code " << code << " n " << n << " k " << k << ": " << w[k] << " " << r[3 + k];
+        ASSERT_EQ(r.size(), n + 3u);
+        ASSERT_TRUE(rzf::MakeWindow(w.data(), n, code, r[2], 1, 1, -3));
+        for (int k = 0; k < n; ++k) {
+            EXPECT_NEAR(w[k], r[3 + k], 6e-8) << "k " << k;
+            EXPECT_EQ(w[k], w[n - 1 - k]) << "k " << k;  // exactly symmetric
+        }
     }
+}
+
+// Records: x I0(x) from scipy.special.i0 (the series stops at an absolute 1e-8
+// term); a first term below the threshold ends the series at once.
+TEST(WindowFunctions, BesselI0MatchesScipy) {
     for (const auto& r : ReadFirTable("bessel_i0.txt", 9))
         EXPECT_NEAR(rzf::BesselI0(r[0]), r[1], 1e-8 + 1e-14 * r[1]) << r[0];
-    // A first term below the threshold ends the series at once.
-    EXPECT_TRUE(rzf::BesselI0(1e-4) == 1.0 + 5e-5 * 5e-5 && std::isnan(rzf::BesselI0(NAN)));
-    // Short windows by hand, written into a buffer of 10 sentinels; a refused
-    // window, or one of no points, leaves it untouched. One point: the Kaiser
-    // window divides 0 by 0 (as do the cosine sums, see the one-tap designs), the
-    // Hann without end points is the middle of a 3-point Hann.
+    EXPECT_EQ(rzf::BesselI0(1e-4), 1.0 + 5e-5 * 5e-5);
+    EXPECT_TRUE(std::isnan(rzf::BesselI0(NAN)));
+}
+
+// Short windows by hand, written into a buffer of 10 sentinels; a refused
+// window, or one of no points, leaves it untouched. One point: the Kaiser
+// window divides 0 by 0 (as do the cosine sums, see the one-tap designs), the
+// Hann without end points is the middle of a 3-point Hann.
+TEST(WindowFunctions, ShortWindowsByHand) {
     const float nan = NAN;
     // clang-format off
     const struct { int code, n; double from, to, span; bool ok; std::vector<float> w; } cases[] = {
@@ -119,46 +123,88 @@ TEST(WindowFunctions, AgainstScipyAndByHand) {
         {7, 10, -0.5, 1, 1, 0, {}}, {7, 10, nan, 1, 1, 0, {}}};
     // clang-format on
     for (const auto& c : cases) {
+        SCOPED_TRACE(::testing::Message() << "code " << c.code << " n " << c.n);
         std::vector<float> w(10, kSentinel);
         EXPECT_EQ(rzf::MakeWindow(w.data(), c.n, c.code, c.from, c.to, c.span, -3), c.ok);
         for (size_t k = 0; k < w.size(); ++k) {
             const float e = k < c.w.size() ? c.w[k] : kSentinel, v = w[k];
-            EXPECT_TRUE(std::isnan(e) ? std::isnan(v) : std::fabs(v - e) <= 1e-6f * std::fabs(e))
-                << "code " << c.code << " n " << c.n << " k " << k << ": " << v;
+            if (std::isnan(e)) {
+                EXPECT_TRUE(std::isnan(v)) << "k " << k << ": " << v;
+            } else {
+                EXPECT_NEAR(v, e, 1e-6f * std::fabs(e)) << "k " << k;
+            }
         }
     }
-    std::vector<float> w(50001, kSentinel);  // codes 4 and 0 are not cosine sums
-    EXPECT_FALSE(rzf::MakeCosineWindow(w.data(), 4, 4) || rzf::MakeCosineWindow(w.data(), 4, 0) ||
-                 rzf::MakeWindow(nullptr, 5, 0, 0, 1, 1, -3) || w[0] != kSentinel);
-    // (n-1)^2 no longer fits 32 bits here; the centre is still exactly 1.
+}
+
+// Codes 4 and 0 are not cosine sums; no buffer, no window.
+TEST(WindowFunctions, RefusalsLeaveTheBuffer) {
+    std::vector<float> w(5, kSentinel);
+    EXPECT_FALSE(rzf::MakeCosineWindow(w.data(), 4, 4));
+    EXPECT_FALSE(rzf::MakeCosineWindow(w.data(), 4, 0));
+    EXPECT_FALSE(rzf::MakeWindow(nullptr, 5, 0, 0, 1, 1, -3));
+    EXPECT_EQ(w[0], kSentinel);
+}
+
+// (n-1)^2 no longer fits 32 bits here; the centre is still exactly 1.
+TEST(WindowFunctions, LongKaiserWindowKeepsItsCentre) {
+    std::vector<float> w(50001, kSentinel);
     ASSERT_TRUE(rzf::MakeWindow(w.data(), 50001, 9, 5.0, 1, 1, -3));
-    EXPECT_TRUE(w[25000] == 1.0f && w[0] == w[50000]);
+    EXPECT_EQ(w[25000], 1.0f);
+    EXPECT_EQ(w[0], w[50000]);
 }
 
 // An even length designs one tap more; one tap of a cosine sum is NaN, of the
 // open Hann 1.0 times w1 = 0.2. A bad parameter set changes nothing.
-TEST(WindowsFilter, LengthsAndBadParameters) {
-    // clang-format off
-    const double cases[][7] = {  // band fs f1 f2 window length -> taps (0: refused)
-        {1, 1000, 100, -1, 0, 50, 51}, {1, 1000, 100, -1, 0, 51, 51}, {1, 1000, 100, -1, 0, 0, 1},
-        {1, 1000, 100, -1, 0, 2, 3}, {1, 1000, 100, -1, 1, 1, 1}, {1, 1000, 100, -1, 2, 1, 1},
-        {1, 1000, 100, -1, 3, 1, 1}, {1, 1000, 100, -1, 5, 1, 1}, {1, 1000, 100, -1, 8, 1, 1},
-        {3, 1000, 100, 0, 0, 21, 0}, {4, 1000, 100, -1, 0, 21, 0}, {1, 1000, 0, 300, 0, 21, 0},
-        {1, 0, 100, 300, 0, 21, 0}, {1, 1000, NAN, 0, 0, 21, 0}, {0, 1000, 100, 300, 0, 21, 0},
-        {5, 1000, 100, 300, 0, 21, 0}, {1, 1000, 100, 300, 0, -3, 0}};
-    // clang-format on
-    for (const auto& c : cases) {
-        WindowsFilter f;
-        const int taps = int(c[6]);
-        ASSERT_EQ(Design(f, int(c[0]), c[1], c[2], c[3], int(c[4]), int(c[5])), taps > 0 ? 0 : -1)
-            << c[0] << " " << c[2] << " " << c[3] << " " << c[5];
-        EXPECT_TRUE(f.m_nLength == std::max(taps, 1) && (f.m_pCoef != nullptr) == (taps > 0));
-        EXPECT_TRUE(f.m_dFreqScale == (taps > 0 ? 1.0 : 0.0) && (taps == 0 || f.m_dFreq1 == 0.2) &&
-                    f.m_dFreq2 == (taps > 0 ? c[3] / 500 : c[3]));  // normalised to Nyquist
-        EXPECT_TRUE(f.GetNumerator() == f.m_pCoef && f.GetCoefCount() == 0);
-        EXPECT_TRUE(taps != 1 || (c[4] <= 1 ? f.m_pCoef[0] == 0.2 : std::isnan(f.m_pCoef[0])));
+namespace {
+
+struct WindowLengthCase {
+    int band;
+    double fs, f1, f2;
+    int window, length;
+    int taps;  // 0: refused
+};
+
+std::ostream& operator<<(std::ostream& os, const WindowLengthCase& c) {
+    return os << "band " << c.band << " fs " << c.fs << " f1 " << c.f1 << " f2 " << c.f2
+              << " window " << c.window << " length " << c.length;
+}
+
+const WindowLengthCase kWindowLengthCases[] = {
+    {1, 1000, 100, -1, 0, 50, 51}, {1, 1000, 100, -1, 0, 51, 51}, {1, 1000, 100, -1, 0, 0, 1},
+    {1, 1000, 100, -1, 0, 2, 3},   {1, 1000, 100, -1, 1, 1, 1},   {1, 1000, 100, -1, 2, 1, 1},
+    {1, 1000, 100, -1, 3, 1, 1},   {1, 1000, 100, -1, 5, 1, 1},   {1, 1000, 100, -1, 8, 1, 1},
+    {3, 1000, 100, 0, 0, 21, 0},   {4, 1000, 100, -1, 0, 21, 0},  {1, 1000, 0, 300, 0, 21, 0},
+    {1, 0, 100, 300, 0, 21, 0},    {1, 1000, NAN, 0, 0, 21, 0},   {0, 1000, 100, 300, 0, 21, 0},
+    {5, 1000, 100, 300, 0, 21, 0}, {1, 1000, 100, 300, 0, -3, 0}};
+
+}  // namespace
+
+class WindowLength : public ::testing::TestWithParam<WindowLengthCase> {};
+
+TEST_P(WindowLength, DesignsItsTapsOrRefuses) {
+    const WindowLengthCase& c = GetParam();
+    WindowsFilter f;
+    ASSERT_EQ(Design(f, c.band, c.fs, c.f1, c.f2, c.window, c.length), c.taps > 0 ? 0 : -1);
+    EXPECT_EQ(f.m_nLength, std::max(c.taps, 1));
+    EXPECT_EQ(f.m_pCoef != nullptr, c.taps > 0);
+    EXPECT_EQ(f.m_dFreqScale, c.taps > 0 ? 1.0 : 0.0);
+    if (c.taps > 0) {
+        EXPECT_EQ(f.m_dFreq1, 0.2);
+    }
+    EXPECT_EQ(f.m_dFreq2, c.taps > 0 ? c.f2 / 500 : c.f2);  // normalised to Nyquist
+    EXPECT_EQ(f.GetNumerator(), f.m_pCoef);
+    EXPECT_EQ(f.GetCoefCount(), 0);
+    if (c.taps == 1) {
+        if (c.window <= 1) {
+            EXPECT_EQ(f.m_pCoef[0], 0.2);
+        } else {
+            EXPECT_TRUE(std::isnan(f.m_pCoef[0])) << f.m_pCoef[0];
+        }
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(WindowsFilter, WindowLength, ::testing::ValuesIn(kWindowLengthCases));
 
 // Records: band code fs f1 f2 length taps, from scipy.signal.firwin(scale=False).
 // Codes 6, 7 and 9 have no parameters here and design rectangular, also when
@@ -298,7 +344,9 @@ TEST(KaiserDesign, FourEdgesAndRefusals) {
         ASSERT_TRUE(n == (&c < cases + 6 ? 75 : 0) && (n > 0) == (taps != nullptr))
             << c.band << c.t;
         const auto h = Taken(taps, n);
-        EXPECT_TRUE(c.four || n == 0 || h == fourEdge) << c.band;  // as the row before
+        if (!c.four && n > 0) {
+            EXPECT_EQ(h, fourEdge) << c.band;  // as the row before
+        }
         fourEdge = h;
     }
     // At 0 Hz the transition 2 (50 / 0) is infinite: 52.05 / inf + 1 gives 3 taps.
