@@ -50,6 +50,29 @@ double Selectivity(int band, double q1, double q2, double q3, double q4, double 
     return 0.0;
 }
 
+// The sectionCount sections of the filter's prototype, mapped to band with the
+// normalised edges lo, hi and stored one after another (sectionLength each).
+void DigitalSections(ChebshFilter& filter, int sectionCount, int sectionLength, int sectionDegree,
+                     int band, double kc, double stopGain, double lo, double hi,
+                     std::vector<double>& nums, std::vector<double>& dens) {
+    const std::size_t stride = static_cast<std::size_t>(sectionLength);
+    nums.assign(static_cast<std::size_t>(sectionCount) * stride, 0.0);
+    dens.assign(static_cast<std::size_t>(sectionCount) * stride, 0.0);
+    for (int i = 0; i < sectionCount; ++i) {
+        double an[kSectionCapacity] = {};
+        double ad[kSectionCapacity] = {};
+        double dn[kSectionCapacity] = {};
+        double dd[kSectionCapacity] = {};
+        filter.PrototypeSection(2 * sectionCount, i, kSectionCapacity - 1, kc, stopGain, an, ad);
+        rzf::TransformSection(an, ad, kSectionCapacity, sectionLength, sectionDegree, band, lo, hi,
+                              dn, dd);
+        for (std::size_t j = 0; j < stride; ++j) {
+            nums[static_cast<std::size_t>(i) * stride + j] = dn[j];
+            dens[static_cast<std::size_t>(i) * stride + j] = dd[j];
+        }
+    }
+}
+
 }  // namespace
 
 double ChebshFilter::EstimateOrder(double x1, double x2, double k) {
@@ -104,22 +127,10 @@ int ChebshFilter::DesignIIR() {
     m_nFilterOrder = sectionCount * sectionDegree;
     const double stopGain = std::pow(10.0, m_dStopAtten / 20.0);
 
-    const std::size_t stride = static_cast<std::size_t>(sectionLength);
-    std::vector<double> nums(static_cast<std::size_t>(sectionCount) * sectionLength, 0.0);
-    std::vector<double> dens(static_cast<std::size_t>(sectionCount) * sectionLength, 0.0);
-    for (int i = 0; i < sectionCount; ++i) {
-        double an[kSectionCapacity] = {};
-        double ad[kSectionCapacity] = {};
-        double dn[kSectionCapacity] = {};
-        double dd[kSectionCapacity] = {};
-        PrototypeSection(2 * sectionCount, i, kSectionCapacity - 1, kc, stopGain, an, ad);
-        rzf::TransformSection(an, ad, kSectionCapacity, sectionLength, sectionDegree, band, lo, hi,
-                              dn, dd);
-        for (int j = 0; j < sectionLength; ++j) {
-            nums[static_cast<std::size_t>(i) * stride + j] = dn[j];
-            dens[static_cast<std::size_t>(i) * stride + j] = dd[j];
-        }
-    }
+    std::vector<double> nums;
+    std::vector<double> dens;
+    DigitalSections(*this, sectionCount, sectionLength, sectionDegree, band, kc, stopGain, lo, hi,
+                    nums, dens);
     rzf::StoreSectionProduct(rzf::CombineSections(dens, nums, sectionCount, sectionLength), *this);
     m_nLength = m_nFilterOrder + 1;
     return m_nFilterOrder;
