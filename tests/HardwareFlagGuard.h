@@ -14,8 +14,6 @@ public:
     HardwareFlagGuard(const HardwareFlagGuard&) = delete;
     HardwareFlagGuard& operator=(const HardwareFlagGuard&) = delete;
 
-    void Set(bool value) { HardWareConfig::g_bIs7306K_FirFunc = value; }
-
 private:
     bool saved_;
 };
