@@ -4,6 +4,11 @@
 
 #include <RZFilterFunc/RZFilterFunc_export.h>
 
+namespace rzf::detail {
+template <class Channel>
+class FrameChannelArray;
+}  // namespace rzf::detail
+
 // Second-order section of one Bessel channel (a[0] = 1, never read).
 struct BesselSection {
     double* m_pA;      // owned, feedback coefficients
@@ -49,5 +54,6 @@ public:
     float m_fSampleRate;
 
 private:
-    std::shared_ptr<BesselChannel*> m_channelsOwner;
+    // Owns the records behind m_ppChannels and the lane plan that filters them.
+    std::shared_ptr<rzf::detail::FrameChannelArray<BesselChannel>> m_channelsOwner;
 };

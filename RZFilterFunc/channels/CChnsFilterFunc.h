@@ -6,6 +6,11 @@
 #include <RZFilterFunc/channels/CFilterParam.h>
 #include <RZFilterFunc/filter/FilterUser.h>
 
+namespace rzf::detail {
+template <class Channel>
+class FrameChannelArray;
+}  // namespace rzf::detail
+
 // One channel of CChnsFilterFunc: its de-interleaved buffers and designer.
 struct ChannelFilter {
     float* m_pIn;   // owned, m_nCapacity entries
@@ -48,5 +53,6 @@ public:
     float m_fSampleRate;
 
 private:
-    std::shared_ptr<ChannelFilter*> m_channelsOwner;
+    // Owns the records behind m_ppChannels and the lane plan that filters them.
+    std::shared_ptr<rzf::detail::FrameChannelArray<ChannelFilter>> m_channelsOwner;
 };
