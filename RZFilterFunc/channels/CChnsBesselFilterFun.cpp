@@ -2,10 +2,10 @@
 
 #include <cstddef>
 
+#include "RZFilterFunc/base/SampleCodec.h"
 #include "RZFilterFunc/channels/BesselTable.h"
 #include "RZFilterFunc/channels/FrameBuffers.h"
 #include "RZFilterFunc/channels/FrameChannelArray.h"
-#include "RZFilterFunc/channels/SampleCodec.h"
 #include "RZFilterFunc/platform/NumericConvert.h"
 
 namespace {
@@ -90,8 +90,8 @@ void RunSection(BesselSection& s, const float* in, float* out, int count) {
 void FilterOneChannel(BesselChannel& ch, std::size_t offset, const rzf::detail::FrameBlock& block) {
     char* first = block.data + offset;
     for (int j = 0; j < block.frames; ++j) {
-        ch.m_pIn[j] = rzf::ReadRawSample(first + static_cast<std::size_t>(j) * block.frameBytes,
-                                         block.type);
+        ch.m_pIn[j] =
+            rzf::ReadRawSample(first + static_cast<std::size_t>(j) * block.frameBytes, block.type);
     }
     RunSection(*ch.m_pSection, ch.m_pIn, ch.m_pOut, block.frames);
     for (int j = 0; j < block.frames; ++j) {

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "RZFilterFunc/base/ClassicFilter.h"
+#include "RZFilterFunc/base/FilterTypes.h"
+#include "RZFilterFunc/base/SampleCodec.h"
 #include "RZFilterFunc/channels/FrameBuffers.h"
 #include "RZFilterFunc/channels/FrameChannelArray.h"
-#include "RZFilterFunc/channels/SampleCodec.h"
-#include "RZFilterFunc/filter/ClassicFilter.h"
-#include "RZFilterFunc/filter/FilterTypes.h"
 
 namespace {
 
@@ -86,8 +86,8 @@ void FilterOneChannel(ChannelFilter& ch, std::size_t offset, const rzf::detail::
     const int frames = block.frames;
     char* first = block.data + offset;
     for (int j = 0; j < frames; ++j) {
-        ch.m_pIn[j] = rzf::ReadRawSample(first + static_cast<std::size_t>(j) * block.frameBytes,
-                                         block.type);
+        ch.m_pIn[j] =
+            rzf::ReadRawSample(first + static_cast<std::size_t>(j) * block.frameBytes, block.type);
     }
     std::copy(ch.m_pIn, ch.m_pIn + frames, ch.m_pOut);
     ch.m_pFilterUser->FilterData(ch.m_pIn, ch.m_pOut, frames);

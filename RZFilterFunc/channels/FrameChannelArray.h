@@ -66,8 +66,8 @@ private:
 // last whole frame are left alone), converted by the code a frame slot can
 // hold (a sample wider than its slot reads as zeros and is not written). The
 // frame count, or 0 for a count that holds no whole frame or is negative.
-inline int MakeFrameBlock(char* data, int type, int byteCount, int sampleWidth,
-                          int channelCount, FrameBlock* block) {
+inline int MakeFrameBlock(char* data, int type, int byteCount, int sampleWidth, int channelCount,
+                          FrameBlock* block) {
     if (data == nullptr || byteCount < 0 || sampleWidth < 1 || channelCount < 1) {
         return 0;
     }

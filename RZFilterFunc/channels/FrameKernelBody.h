@@ -69,8 +69,8 @@ inline void WriteLane(double y, char* p, int type) {
     const float f = static_cast<float>(y);
     switch (type) {
         case 0: {
-            const std::uint16_t low = static_cast<std::uint16_t>(
-                static_cast<std::uint32_t>(TruncLane(f)) & 0xFFFFu);
+            const std::uint16_t low =
+                static_cast<std::uint16_t>(static_cast<std::uint32_t>(TruncLane(f)) & 0xFFFFu);
             std::memcpy(p, &low, sizeof low);
             break;
         }
@@ -206,8 +206,8 @@ void RunIirLanes(const IirLanes& lanes, const FrameBlock& block) {
     const LaneIo<Ops, R> io(lanes.offset, lanes.count, block);
     alignas(64) double rows[kIirChunkFrames * kL];
     for (int first = 0; first < block.frames; first += kIirChunkFrames) {
-        const int n = block.frames - first < kIirChunkFrames ? block.frames - first
-                                                               : kIirChunkFrames;
+        const int n =
+            block.frames - first < kIirChunkFrames ? block.frames - first : kIirChunkFrames;
         io.Read(block, first, n, rows);
         double* row = rows;
         for (int j = 0; j < n; ++j, row += kL) {

@@ -36,10 +36,9 @@ struct Avx2Ops {
         return _mm_cvttps_epi32(_mm256_cvtpd_ps(_mm256_loadu_pd(y)));
     }
     static void WriteInt16(const double* y, char* p) {
-        const __m128i lowHalves = _mm_setr_epi8(0, 1, 4, 5, 8, 9, 12, 13, -1, -1, -1, -1, -1, -1,
-                                                -1, -1);
-        _mm_storel_epi64(reinterpret_cast<__m128i*>(p),
-                         _mm_shuffle_epi8(Truncated(y), lowHalves));
+        const __m128i lowHalves =
+            _mm_setr_epi8(0, 1, 4, 5, 8, 9, 12, 13, -1, -1, -1, -1, -1, -1, -1, -1);
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_shuffle_epi8(Truncated(y), lowHalves));
     }
     static void WriteInt32(const double* y, char* p) {
         _mm_storeu_si128(reinterpret_cast<__m128i*>(p), Truncated(y));

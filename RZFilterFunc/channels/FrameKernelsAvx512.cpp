@@ -36,8 +36,7 @@ struct Avx512Ops {
         _mm512_storeu_pd(out, _mm512_cvtps_pd(_mm256_cvtepi32_ps(v)));
     }
     static void ReadFloat(const char* p, double* out) {
-        _mm512_storeu_pd(out,
-                         _mm512_cvtps_pd(_mm256_loadu_ps(reinterpret_cast<const float*>(p))));
+        _mm512_storeu_pd(out, _mm512_cvtps_pd(_mm256_loadu_ps(reinterpret_cast<const float*>(p))));
     }
     // Truncation gives INT32_MIN for NaN and out-of-range values, as the
     // one-sample conversion does.
@@ -56,8 +55,7 @@ struct Avx512Ops {
     }
 };
 
-const FrameKernelSet kAvx512Kernels = {Avx512Ops::kLanes, &RunIir<Avx512Ops>,
-                                       &RunFir<Avx512Ops>};
+const FrameKernelSet kAvx512Kernels = {Avx512Ops::kLanes, &RunIir<Avx512Ops>, &RunFir<Avx512Ops>};
 
 }  // namespace
 

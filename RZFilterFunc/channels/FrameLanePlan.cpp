@@ -25,8 +25,8 @@ void FrameLanePlan::AddIir(std::size_t offset, IirForm form, int order, const do
     m_lanes.push_back(Lane{Kind::Iir, form, false, order, offset, b, a, state});
 }
 
-void FrameLanePlan::AddFir(std::size_t offset, bool roundProducts, int length,
-                           const double* taps, double* state) {
+void FrameLanePlan::AddFir(std::size_t offset, bool roundProducts, int length, const double* taps,
+                           double* state) {
     m_lanes.push_back(
         Lane{Kind::Fir, IirForm::Designer, roundProducts, length, offset, taps, nullptr, state});
 }

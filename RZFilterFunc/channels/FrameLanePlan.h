@@ -20,10 +20,10 @@ public:
 
     // Forgets the channels of the previous call.
     void Begin();
-    void AddIir(std::size_t offset, IirForm form, int order, const double* b,
-                const double* a, double* state);
-    void AddFir(std::size_t offset, bool roundProducts, int length,
-                const double* taps, double* state);
+    void AddIir(std::size_t offset, IirForm form, int order, const double* b, const double* a,
+                double* state);
+    void AddFir(std::size_t offset, bool roundProducts, int length, const double* taps,
+                double* state);
     // A channel the caller filters itself; state is its state array, if any.
     void AddPerChannel(int channel, const double* state);
 
