@@ -108,68 +108,97 @@ struct LaneIo {
         }
     }
 
-    // Frames first .. first+n-1 into rows of kLanes doubles; unused lanes read 0.
+    // Frames first .. first+n-1 into rows of kLanes doubles. Unused lanes are
+    // not touched: the kernels zero them once and keep them zero.
     void Read(const FrameBlock& block, int first, int n, double* rows) const {
         const char* frame = block.data + static_cast<std::size_t>(first) * block.frameBytes;
-        if (adjacent) {
-            frame += offset[0];
-            for (int j = 0; j < n; ++j, frame += block.frameBytes, rows += kLanes) {
-                for (int r = 0; r < R; ++r) {
-                    double* dst = rows + r * Ops::kLanes;
-                    switch (block.type) {
-                        case 0:
-                            Ops::ReadInt16(frame + r * Ops::kLanes * 2, dst);
-                            break;
-                        case 1:
-                            Ops::ReadFloat(frame + r * Ops::kLanes * 4, dst);
-                            break;
-                        default:
-                            Ops::ReadInt32(frame + r * Ops::kLanes * 4, dst);
-                            break;
+        switch (block.type) {
+            case 0:
+                ReadAs<0>(frame, block.frameBytes, n, rows);
+                break;
+            case 1:
+                ReadAs<1>(frame, block.frameBytes, n, rows);
+                break;
+            case 2:
+                ReadAs<2>(frame, block.frameBytes, n, rows);
+                break;
+            default:  // an unknown code reads zeros
+                for (int j = 0; j < n; ++j, rows += kLanes) {
+                    for (int l = 0; l < count; ++l) {
+                        rows[l] = 0.0;
                     }
                 }
-            }
-            return;
-        }
-        for (int j = 0; j < n; ++j, frame += block.frameBytes, rows += kLanes) {
-            for (int l = 0; l < count; ++l) {
-                rows[l] = ReadLane(frame + offset[l], block.type);
-            }
-            for (int l = count; l < kLanes; ++l) {
-                rows[l] = 0.0;
-            }
+                break;
         }
     }
 
     // Rows of results back into frames first .. first+n-1; unused lanes are dropped.
     void Write(const FrameBlock& block, int first, int n, const double* rows) const {
-        if (SampleSize(block.type) == 0) {
-            return;  // an unknown code writes nothing
-        }
         char* frame = block.data + static_cast<std::size_t>(first) * block.frameBytes;
+        switch (block.type) {
+            case 0:
+                WriteAs<0>(rows, n, frame, block.frameBytes);
+                break;
+            case 1:
+                WriteAs<1>(rows, n, frame, block.frameBytes);
+                break;
+            case 2:
+                WriteAs<2>(rows, n, frame, block.frameBytes);
+                break;
+            default:  // an unknown code writes nothing
+                break;
+        }
+    }
+
+private:
+    static constexpr std::size_t kSize(int type) { return type == 0 ? 2 : 4; }
+
+    template <int Type>
+    void ReadAs(const char* frame, std::size_t frameBytes, int n, double* rows) const {
         if (adjacent) {
             frame += offset[0];
-            for (int j = 0; j < n; ++j, frame += block.frameBytes, rows += kLanes) {
+            for (int j = 0; j < n; ++j, frame += frameBytes, rows += kLanes) {
                 for (int r = 0; r < R; ++r) {
-                    const double* src = rows + r * Ops::kLanes;
-                    switch (block.type) {
-                        case 0:
-                            Ops::WriteInt16(src, frame + r * Ops::kLanes * 2);
-                            break;
-                        case 1:
-                            Ops::WriteFloat(src, frame + r * Ops::kLanes * 4);
-                            break;
-                        default:
-                            Ops::WriteInt32(src, frame + r * Ops::kLanes * 4);
-                            break;
+                    const char* src = frame + r * Ops::kLanes * kSize(Type);
+                    if (Type == 0) {
+                        Ops::ReadInt16(src, rows + r * Ops::kLanes);
+                    } else if (Type == 1) {
+                        Ops::ReadFloat(src, rows + r * Ops::kLanes);
+                    } else {
+                        Ops::ReadInt32(src, rows + r * Ops::kLanes);
                     }
                 }
             }
             return;
         }
-        for (int j = 0; j < n; ++j, frame += block.frameBytes, rows += kLanes) {
+        for (int j = 0; j < n; ++j, frame += frameBytes, rows += kLanes) {
             for (int l = 0; l < count; ++l) {
-                WriteLane(rows[l], frame + offset[l], block.type);
+                rows[l] = ReadLane(frame + offset[l], Type);
+            }
+        }
+    }
+
+    template <int Type>
+    void WriteAs(const double* rows, int n, char* frame, std::size_t frameBytes) const {
+        if (adjacent) {
+            frame += offset[0];
+            for (int j = 0; j < n; ++j, frame += frameBytes, rows += kLanes) {
+                for (int r = 0; r < R; ++r) {
+                    char* dst = frame + r * Ops::kLanes * kSize(Type);
+                    if (Type == 0) {
+                        Ops::WriteInt16(rows + r * Ops::kLanes, dst);
+                    } else if (Type == 1) {
+                        Ops::WriteFloat(rows + r * Ops::kLanes, dst);
+                    } else {
+                        Ops::WriteInt32(rows + r * Ops::kLanes, dst);
+                    }
+                }
+            }
+            return;
+        }
+        for (int j = 0; j < n; ++j, frame += frameBytes, rows += kLanes) {
+            for (int l = 0; l < count; ++l) {
+                WriteLane(rows[l], frame + offset[l], Type);
             }
         }
     }
@@ -204,7 +233,8 @@ void RunIirLanes(const IirLanes& lanes, const FrameBlock& block) {
     }
 
     const LaneIo<Ops, R> io(lanes.offset, lanes.count, block);
-    alignas(64) double rows[kIirChunkFrames * kL];
+    // Unused lanes stay zero: zero input, coefficients and state give zero.
+    alignas(64) double rows[kIirChunkFrames * kL] = {};
     for (int first = 0; first < block.frames; first += kIirChunkFrames) {
         const int n =
             block.frames - first < kIirChunkFrames ? block.frames - first : kIirChunkFrames;
@@ -301,6 +331,10 @@ void RunFirLanes(const FirLanes& lanes, const FrameBlock& block, double* scratch
             row[l] = l < lanes.count ? lanes.state[l][k] : 0.0;
         }
     }
+
+    // Unused lanes of the input rows stay zero throughout.
+    std::memset(hist + rowsBefore * kL, 0,
+                static_cast<std::size_t>(kFirChunkFrames) * kL * sizeof(double));
 
     const LaneIo<Ops, R> io(lanes.offset, lanes.count, block);
     int n = 0;

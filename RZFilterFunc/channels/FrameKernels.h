@@ -73,6 +73,9 @@ inline std::size_t FirScratchDoubles(int length, int lanes) {
 struct FrameKernelSet {
     // Lanes of one vector register; a call takes up to twice as many.
     int registerLanes;
+    // Highest IIR order whose state for two registers of lanes still fits the
+    // register file; higher orders are run one register of lanes per call.
+    int wideIirMaxOrder;
     // Filters lanes.count channels (count <= 2 registerLanes) of block.
     void (*runIir)(const IirLanes& lanes, const FrameBlock& block);
     void (*runFir)(const FirLanes& lanes, const FrameBlock& block, double* scratch);

@@ -48,7 +48,11 @@ struct Avx2Ops {
     }
 };
 
-const FrameKernelSet kAvx2Kernels = {Avx2Ops::kLanes, &RunIir<Avx2Ops>, &RunFir<Avx2Ops>};
+// 16 vector registers: two registers of lanes of an order-N state take 2N.
+constexpr int kAvx2WideIirMaxOrder = 4;
+
+const FrameKernelSet kAvx2Kernels = {Avx2Ops::kLanes, kAvx2WideIirMaxOrder, &RunIir<Avx2Ops>,
+                                     &RunFir<Avx2Ops>};
 
 }  // namespace
 

@@ -55,7 +55,11 @@ struct Avx512Ops {
     }
 };
 
-const FrameKernelSet kAvx512Kernels = {Avx512Ops::kLanes, &RunIir<Avx512Ops>, &RunFir<Avx512Ops>};
+// 32 vector registers: two registers of lanes of an order-N state take 2N.
+constexpr int kAvx512WideIirMaxOrder = 12;
+
+const FrameKernelSet kAvx512Kernels = {Avx512Ops::kLanes, kAvx512WideIirMaxOrder,
+                                       &RunIir<Avx512Ops>, &RunFir<Avx512Ops>};
 
 }  // namespace
 

@@ -72,8 +72,11 @@ struct BaselineOps {
     }
 };
 
-const FrameKernelSet kBaselineKernels = {BaselineOps::kLanes, &RunIir<BaselineOps>,
-                                         &RunFir<BaselineOps>};
+// 16 vector registers: two registers of lanes of an order-N state take 2N.
+constexpr int kBaselineWideIirMaxOrder = 4;
+
+const FrameKernelSet kBaselineKernels = {BaselineOps::kLanes, kBaselineWideIirMaxOrder,
+                                         &RunIir<BaselineOps>, &RunFir<BaselineOps>};
 
 }  // namespace
 

@@ -65,7 +65,8 @@ bool FrameLanePlan::Run(const FrameBlock& block) {
             continue;
         }
         if (m_lanes[i].kind == Kind::Iir) {
-            RunIirGroup(kernels, block, i, maxLanes);
+            const bool wide = m_lanes[i].order <= kernels.wideIirMaxOrder;
+            RunIirGroup(kernels, block, i, wide ? maxLanes : kernels.registerLanes);
         } else {
             RunFirGroup(kernels, block, i, maxLanes);
         }
