@@ -177,7 +177,7 @@ int CChnsBesselFilterFun::InputDataAndDeal(char* data, int sampleType, int byteC
         const std::size_t offset = static_cast<std::size_t>(c) * block.sampleWidth;
         if (s.m_nCoefCount == kSectionOrder + 1 && s.m_pA != nullptr && s.m_pB != nullptr &&
             s.m_pState != nullptr) {
-            plan.AddIir(offset, rzf::detail::IirForm::Section, kSectionOrder, s.m_pB, s.m_pA,
+            plan.AddIir(c, offset, rzf::detail::IirForm::Section, kSectionOrder, s.m_pB, s.m_pA,
                         s.m_pState);
         } else {
             plan.AddPerChannel(c, s.m_pState);

@@ -31,7 +31,8 @@ void DeleteChannel(ChannelFilter* ch) {
 // for that branch. False for everything else (no filter, missing
 // coefficients, an IIR order beyond the lane kernels): such a channel goes
 // through FilterData itself.
-bool ListLanes(FilterUser& user, std::size_t offset, rzf::detail::FrameLanePlan& plan) {
+bool ListLanes(FilterUser& user, int channel, std::size_t offset,
+               rzf::detail::FrameLanePlan& plan) {
     ClassicFilter* filter = user.m_pFilter;
     if (filter == nullptr) {
         return false;
@@ -56,7 +57,7 @@ bool ListLanes(FilterUser& user, std::size_t offset, rzf::detail::FrameLanePlan&
                 order > rzf::detail::kMaxLaneIirOrder) {
                 return false;
             }
-            plan.AddIir(offset, rzf::detail::IirForm::Designer, order, b, a, state);
+            plan.AddIir(channel, offset, rzf::detail::IirForm::Designer, order, b, a, state);
             return true;
         }
         case DM_AVERAGE: {
@@ -64,7 +65,7 @@ bool ListLanes(FilterUser& user, std::size_t offset, rzf::detail::FrameLanePlan&
             if (length < 1) {
                 return false;
             }
-            plan.AddFir(offset, false, length, b, state);
+            plan.AddFir(channel, offset, false, length, b, state);
             return true;
         }
         default: {
@@ -73,7 +74,7 @@ bool ListLanes(FilterUser& user, std::size_t offset, rzf::detail::FrameLanePlan&
             if (length < 1 || length > available) {
                 return false;
             }
-            plan.AddFir(offset, true, length, b, state);
+            plan.AddFir(channel, offset, true, length, b, state);
             return true;
         }
     }
@@ -189,7 +190,9 @@ int CChnsFilterFunc::InputDataAndDeal(char* data, int type, int byteCount) {
         }
         rzf::GrowChannelBuffers(ch->m_pIn, ch->m_pOut, ch->m_nCapacity, frames);
         const std::size_t offset = static_cast<std::size_t>(c) * block.sampleWidth;
-        if (!ListLanes(*ch->m_pFilterUser, offset, plan)) {
+        // A channel whose FilterUser runs a mode the lanes do not follow takes
+        // the per-channel path; every other channel is offered to the lanes.
+        if (!ListLanes(*ch->m_pFilterUser, c, offset, plan)) {
             plan.AddPerChannel(c, ch->m_pFilterUser->m_pState);
         }
     }

@@ -20,15 +20,15 @@ void FrameLanePlan::Begin() {
     m_perChannelStates.clear();
 }
 
-void FrameLanePlan::AddIir(std::size_t offset, IirForm form, int order, const double* b,
-                           const double* a, double* state) {
-    m_lanes.push_back(Lane{Kind::Iir, form, false, order, offset, b, a, state});
+void FrameLanePlan::AddIir(int channel, std::size_t offset, IirForm form, int order,
+                           const double* b, const double* a, double* state) {
+    m_lanes.push_back(Lane{Kind::Iir, form, false, order, channel, offset, b, a, state});
 }
 
-void FrameLanePlan::AddFir(std::size_t offset, bool roundProducts, int length, const double* taps,
-                           double* state) {
-    m_lanes.push_back(
-        Lane{Kind::Fir, IirForm::Designer, roundProducts, length, offset, taps, nullptr, state});
+void FrameLanePlan::AddFir(int channel, std::size_t offset, bool roundProducts, int length,
+                           const double* taps, double* state) {
+    m_lanes.push_back(Lane{Kind::Fir, IirForm::Designer, roundProducts, length, channel, offset,
+                           taps, nullptr, state});
 }
 
 void FrameLanePlan::AddPerChannel(int channel, const double* state) {
@@ -100,6 +100,7 @@ void FrameLanePlan::RunIirGroup(const FrameKernelSet& kernels, const FrameBlock&
 void FrameLanePlan::RunFirGroup(const FrameKernelSet& kernels, const FrameBlock& block,
                                 std::size_t first, int maxLanes) {
     FirLanes group;
+    int channel = m_lanes[first].channel;
     group.roundProducts = m_lanes[first].roundProducts;
     group.length = m_lanes[first].order;
     group.count = 0;
@@ -111,8 +112,13 @@ void FrameLanePlan::RunFirGroup(const FrameKernelSet& kernels, const FrameBlock&
         m_taken[i] = 1;
         group.offset[group.count] = lane.offset;
         group.taps[group.count] = lane.b;
+        channel = lane.channel;
         group.state[group.count] = lane.state;
         ++group.count;
+    }
+    if (group.count == 1) {
+        m_perChannel.push_back(channel);
+        return;
     }
     const std::size_t need = FirScratchDoubles(group.length, maxLanes);
     if (m_firScratch.size() < need) {

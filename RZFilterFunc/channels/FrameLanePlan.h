@@ -20,18 +20,21 @@ public:
 
     // Forgets the channels of the previous call.
     void Begin();
-    void AddIir(std::size_t offset, IirForm form, int order, const double* b, const double* a,
-                double* state);
-    void AddFir(std::size_t offset, bool roundProducts, int length, const double* taps,
+    void AddIir(int channel, std::size_t offset, IirForm form, int order, const double* b,
+                const double* a, double* state);
+    void AddFir(int channel, std::size_t offset, bool roundProducts, int length, const double* taps,
                 double* state);
     // A channel the caller filters itself; state is its state array, if any.
     void AddPerChannel(int channel, const double* state);
 
-    // Filters the listed lane channels of block. False, with nothing done, when
-    // two listed channels share one state array: their order then matters,
-    // and the caller filters every channel one after another instead.
+    // Filters the listed lane channels of block. A FIR that no other channel
+    // shares gains nothing from lanes and joins PerChannel() instead. False,
+    // with nothing done, when two listed channels share one state array: their
+    // order then matters, and the caller filters every channel one after
+    // another instead.
     bool Run(const FrameBlock& block);
 
+    // Channels the caller filters itself, after Run.
     const std::vector<int>& PerChannel() const { return m_perChannel; }
 
 private:
@@ -41,6 +44,7 @@ private:
         IirForm form;
         bool roundProducts;
         int order;  // IIR order or FIR length
+        int channel;
         std::size_t offset;
         const double* b;
         const double* a;
