@@ -68,8 +68,10 @@ TEST(FrameFilterSteadyState, NoAllocationOnceBuffersFit) {
             const long growing = g_allocations;
             f.InputDataAndDeal(buf.data(), type, bytes);  // largest block first
             g.InputDataAndDeal(buf.data(), type, bytes);
-            if (type == 0) {  // the first block after Init grows every enabled channel
-                EXPECT_GE(g_allocations - growing, 4 * (channels - 1));
+            // The first block after Init allocates (the counter sees it): channel
+            // buffers, first state arrays, the lane plan's FIR scratch.
+            if (type == 0) {
+                EXPECT_GT(g_allocations - growing, 0);
             }
             const long before = g_allocations;
             for (int frames : {1, 17, 64, 65, 129, largest, 999}) {
