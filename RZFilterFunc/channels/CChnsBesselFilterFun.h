@@ -39,6 +39,8 @@ public:
     // Enables or disables a channel; enabling looks up the section for cutoff
     // at the object's rate, and a missing entry silently disables the channel.
     bool DesignFilter(int channel, int cutoff, bool enable);
+    // Filters the whole frames of data in place; returns the frame count (0 for
+    // a negative byteCount).
     int InputDataAndDeal(char* data, int sampleType, int byteCount);
 
 protected:

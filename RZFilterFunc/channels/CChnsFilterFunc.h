@@ -36,8 +36,9 @@ public:
     // Designs one channel from param; true whenever the channel exists (the
     // channel is then enabled only if validation passed).
     bool DesignFilter(int channel, CFilterParam* param);
-    // Filters the whole frames of data in place; returns the frame count. An
-    // enabled channel whose design left no coefficients passes through.
+    // Filters the whole frames of data in place; returns the frame count (0 for
+    // a negative byteCount). An enabled channel whose design left no
+    // coefficients passes through.
     int InputDataAndDeal(char* data, int type, int byteCount);
 
 protected:
