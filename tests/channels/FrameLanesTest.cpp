@@ -411,6 +411,39 @@ TEST(FrameLanes, StatesAtCallBoundariesAreThoseOfThePerChannelLoop) {
     }
 }
 
+// A FilterUser copied onto another channel shares its state array; the
+// second channel then continues from where the first left it, so channel
+// order matters and the block is filtered channel after channel.
+TEST(FrameLanes, ChannelsSharingOneStateRunInChannelOrder) {
+    TraceCapture quiet;
+    const CFilterParam bw{DM_BUTTERWORTH, 0, BAND_LOWPASS, 0, 0.0, 100, 300, 200, 350, 1, 60, 0};
+    std::mt19937 rng(21);
+    for (IsaLevel level : Levels()) {
+        IsaGuard guard(level);
+        CChnsFilterFunc f;
+        DesignerReference ref(4, 2, 1000.0f);
+        ASSERT_TRUE(f.Init(4, 2, 1000.0f));
+        for (int c = 0; c < 4; ++c) {
+            ASSERT_TRUE(f.DesignFilter(c, const_cast<CFilterParam*>(&bw)));
+            ref.Design(c, bw);
+        }
+        for (int block = 0; block < 3; ++block) {
+            if (block == 1) {
+                *f.m_ppChannels[2]->m_pFilterUser = *f.m_ppChannels[0]->m_pFilterUser;
+                ref.User(2) = ref.User(0);
+                ASSERT_EQ(f.m_ppChannels[2]->m_pFilterUser->m_pState,
+                          f.m_ppChannels[0]->m_pFilterUser->m_pState);
+            }
+            std::vector<char> a(4 * 2 * 100);
+            FillRandom(a, 0, 2, rng, false);
+            std::vector<char> b = a;
+            ASSERT_EQ(f.InputDataAndDeal(a.data(), 0, static_cast<int>(a.size())), 100);
+            ref.Deal(b.data(), 0, 100);
+            ASSERT_EQ(a, b) << rzf::platform::IsaName(level) << " block " << block;
+        }
+    }
+}
+
 // The Bessel section written out, with the table's digits.
 void BesselReference(const std::vector<const rzf::BesselTableRow*>& rows,
                      std::vector<double>& state, char* data, int type, int width, int frames) {
