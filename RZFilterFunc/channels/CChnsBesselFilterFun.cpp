@@ -5,6 +5,7 @@
 #include "RZFilterFunc/base/SampleCodec.h"
 #include "RZFilterFunc/channels/BesselTable.h"
 #include "RZFilterFunc/channels/FrameBuffers.h"
+#include "RZFilterFunc/channels/FrameChannelArray.h"
 #include "RZFilterFunc/platform/NumericConvert.h"
 
 namespace {
@@ -21,21 +22,22 @@ void FreeSectionArrays(BesselSection& s) {
     s.m_pState = nullptr;
 }
 
-void FreeChannels(BesselChannel** channels, int count) {
-    for (int i = 0; i < count; ++i) {
-        BesselChannel* ch = channels[i];
-        if (ch == nullptr) {
-            continue;
-        }
-        delete[] ch->m_pIn;
-        delete[] ch->m_pOut;
-        if (ch->m_pSection != nullptr) {
-            FreeSectionArrays(*ch->m_pSection);
-            delete ch->m_pSection;
-        }
-        delete ch;
+using Channels = rzf::detail::FrameChannelArray<BesselChannel>;
+
+BesselChannel* NewChannel() {
+    BesselChannel* ch = new BesselChannel{nullptr, nullptr, 0, nullptr, false};
+    ch->m_pSection = new BesselSection{nullptr, nullptr, nullptr, 0};
+    return ch;
+}
+
+void DeleteChannel(BesselChannel* ch) {
+    delete[] ch->m_pIn;
+    delete[] ch->m_pOut;
+    if (ch->m_pSection != nullptr) {
+        FreeSectionArrays(*ch->m_pSection);
+        delete ch->m_pSection;
     }
-    delete[] channels;
+    delete ch;
 }
 
 // Fresh arrays of order + 1 entries with the state at rest, then the table's
@@ -84,6 +86,20 @@ void RunSection(BesselSection& s, const float* in, float* out, int count) {
     }
 }
 
+// One channel de-interleaved, run through its section and written back.
+void FilterOneChannel(BesselChannel& ch, std::size_t offset, const rzf::detail::FrameBlock& block) {
+    char* first = block.data + offset;
+    for (int j = 0; j < block.frames; ++j) {
+        ch.m_pIn[j] =
+            rzf::ReadRawSample(first + static_cast<std::size_t>(j) * block.frameBytes, block.type);
+    }
+    RunSection(*ch.m_pSection, ch.m_pIn, ch.m_pOut, block.frames);
+    for (int j = 0; j < block.frames; ++j) {
+        rzf::WriteRawSample(ch.m_pOut[j], first + static_cast<std::size_t>(j) * block.frameBytes,
+                            block.type);
+    }
+}
+
 }  // namespace
 
 CChnsBesselFilterFun::CChnsBesselFilterFun()
@@ -106,23 +122,12 @@ CChnsBesselFilterFun::~CChnsBesselFilterFun() {
 bool CChnsBesselFilterFun::Init(int channelCount, int sampleWidth, float sampleRate) {
     m_bInit = false;
     Release();
-    // A sample width below 1 would make the frame count divide by zero (or
-    // address backwards), so it is refused like a missing channel count.
-    if (channelCount < 1 || sampleWidth < 1) {
+    if (!Channels::AcceptsLayout(channelCount, sampleWidth)) {
         return false;
     }
-
-    const int count = channelCount;
-    BesselChannel** channels = new BesselChannel*[static_cast<std::size_t>(count)]();
-    m_channelsOwner = std::shared_ptr<BesselChannel*>(
-        channels, [count](BesselChannel** p) { FreeChannels(p, count); });
-    for (int i = 0; i < count; ++i) {
-        BesselChannel* ch = new BesselChannel{nullptr, nullptr, 0, nullptr, false};
-        channels[i] = ch;
-        ch->m_pSection = new BesselSection{nullptr, nullptr, nullptr, 0};
-    }
-    m_ppChannels = channels;
-    m_nChannelCount = count;
+    m_channelsOwner = Channels::Create(channelCount, &NewChannel, &DeleteChannel);
+    m_ppChannels = m_channelsOwner->Records();
+    m_nChannelCount = channelCount;
     m_nSampleWidth = sampleWidth;
     m_fSampleRate = sampleRate;
     m_bInit = true;
@@ -148,31 +153,47 @@ bool CChnsBesselFilterFun::DesignFilter(int channel, int cutoff, bool enable) {
 }
 
 int CChnsBesselFilterFun::InputDataAndDeal(char* data, int sampleType, int byteCount) {
-    if (!m_bInit || m_ppChannels == nullptr || data == nullptr || m_nChannelCount < 1 ||
-        m_nSampleWidth < 1) {
+    if (!m_bInit || m_ppChannels == nullptr || m_channelsOwner == nullptr) {
         return 0;
     }
-    const int frames = byteCount / m_nSampleWidth / m_nChannelCount;
+    rzf::detail::FrameBlock block;
+    const int frames = rzf::detail::MakeFrameBlock(data, sampleType, byteCount, m_nSampleWidth,
+                                                   m_nChannelCount, &block);
     if (frames < 1) {
-        return frames;
+        return 0;
     }
 
-    const int type = rzf::EffectiveSampleType(sampleType, m_nSampleWidth);
-    const std::size_t width = static_cast<std::size_t>(m_nSampleWidth);
-    const std::size_t frameBytes = width * static_cast<std::size_t>(m_nChannelCount);
+    // Second-order sections run in lanes, straight from the frames; a section
+    // of any other size is run on its own.
+    rzf::detail::FrameLanePlan& plan = m_channelsOwner->Plan();
+    plan.Begin();
     for (int c = 0; c < m_nChannelCount; ++c) {
         BesselChannel* ch = m_ppChannels[c];
         if (!ch->m_bEnabled) {
             continue;
         }
         rzf::GrowChannelBuffers(ch->m_pIn, ch->m_pOut, ch->m_nCapacity, frames);
-        char* first = data + static_cast<std::size_t>(c) * width;
-        for (int j = 0; j < frames; ++j) {
-            ch->m_pIn[j] = ConvertData(first + static_cast<std::size_t>(j) * frameBytes, type);
+        BesselSection& s = *ch->m_pSection;
+        const std::size_t offset = static_cast<std::size_t>(c) * block.sampleWidth;
+        if (s.m_nCoefCount == kSectionOrder + 1 && s.m_pA != nullptr && s.m_pB != nullptr &&
+            s.m_pState != nullptr) {
+            plan.AddIir(c, offset, rzf::detail::IirForm::Section, kSectionOrder, s.m_pB, s.m_pA,
+                        s.m_pState);
+        } else {
+            plan.AddPerChannel(c, s.m_pState);
         }
-        RunSection(*ch->m_pSection, ch->m_pIn, ch->m_pOut, frames);
-        for (int j = 0; j < frames; ++j) {
-            ConvertData(ch->m_pOut[j], first + static_cast<std::size_t>(j) * frameBytes, type);
+    }
+    if (plan.Run(block)) {
+        for (int c : plan.PerChannel()) {
+            FilterOneChannel(*m_ppChannels[c], static_cast<std::size_t>(c) * block.sampleWidth,
+                             block);
+        }
+        return frames;
+    }
+    for (int c = 0; c < m_nChannelCount; ++c) {
+        if (m_ppChannels[c]->m_bEnabled) {
+            FilterOneChannel(*m_ppChannels[c], static_cast<std::size_t>(c) * block.sampleWidth,
+                             block);
         }
     }
     return frames;

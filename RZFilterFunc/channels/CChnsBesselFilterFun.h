@@ -4,6 +4,11 @@
 
 #include <RZFilterFunc/RZFilterFunc_export.h>
 
+namespace rzf::detail {
+template <class Channel>
+class FrameChannelArray;
+}  // namespace rzf::detail
+
 // Second-order section of one Bessel channel (a[0] = 1, never read).
 struct BesselSection {
     double* m_pA;      // owned, feedback coefficients
@@ -34,6 +39,8 @@ public:
     // Enables or disables a channel; enabling looks up the section for cutoff
     // at the object's rate, and a missing entry silently disables the channel.
     bool DesignFilter(int channel, int cutoff, bool enable);
+    // Filters the whole frames of data in place; returns the frame count (0 for
+    // a negative byteCount).
     int InputDataAndDeal(char* data, int sampleType, int byteCount);
 
 protected:
@@ -49,5 +56,6 @@ public:
     float m_fSampleRate;
 
 private:
-    std::shared_ptr<BesselChannel*> m_channelsOwner;
+    // Owns the records behind m_ppChannels and the lane plan that filters them.
+    std::shared_ptr<rzf::detail::FrameChannelArray<BesselChannel>> m_channelsOwner;
 };

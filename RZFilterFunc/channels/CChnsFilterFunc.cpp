@@ -3,23 +3,103 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "RZFilterFunc/base/ClassicFilter.h"
+#include "RZFilterFunc/base/FilterTypes.h"
 #include "RZFilterFunc/base/SampleCodec.h"
 #include "RZFilterFunc/channels/FrameBuffers.h"
+#include "RZFilterFunc/channels/FrameChannelArray.h"
 
 namespace {
 
-void FreeChannels(ChannelFilter** channels, int count) {
-    for (int i = 0; i < count; ++i) {
-        ChannelFilter* ch = channels[i];
-        if (ch == nullptr) {
-            continue;
-        }
-        delete[] ch->m_pIn;
-        delete[] ch->m_pOut;
-        delete ch->m_pFilterUser;
-        delete ch;
+using Channels = rzf::detail::FrameChannelArray<ChannelFilter>;
+
+ChannelFilter* NewChannel() {
+    ChannelFilter* ch = new ChannelFilter{nullptr, nullptr, 0, nullptr, false};
+    ch->m_pFilterUser = new FilterUser();
+    return ch;
+}
+
+void DeleteChannel(ChannelFilter* ch) {
+    delete[] ch->m_pIn;
+    delete[] ch->m_pOut;
+    delete ch->m_pFilterUser;
+    delete ch;
+}
+
+// Lists a channel with the lane plan when its designer's branch can run in
+// lanes, with the coefficients, lengths and checks FilterUser::FilterData uses
+// for that branch. False for everything else (no filter, missing
+// coefficients, an IIR order beyond the lane kernels, section mode): such a
+// channel goes through FilterData itself.
+bool ListLanes(FilterUser& user, int channel, std::size_t offset,
+               rzf::detail::FrameLanePlan& plan) {
+    ClassicFilter* filter = user.m_pFilter;
+    if (filter == nullptr) {
+        return false;
     }
-    delete[] channels;
+    // A call without samples prepares the state as the block's own call would
+    // (a zeroed array after a restart, the window FIR length made odd), so the
+    // lanes start from exactly that state and leave it as FilterData would.
+    float none = 0.0f;
+    user.FilterData(&none, &none, 0);
+    const double* b = filter->GetNumerator();
+    const double* a = filter->GetDenominator();
+    double* state = user.m_pState;
+    if (b == nullptr || state == nullptr) {
+        return false;
+    }
+    switch (user.m_nDesignMethod) {
+        case DM_BUTTERWORTH:
+        case DM_CHEBYSHEV1:
+        case DM_CHEBYSHEV2: {
+            // Section mode runs the cascade inside FilterData.
+            if (user.GetSectionMode()) {
+                return false;
+            }
+            const int order = user.m_nIIROrder;
+            if (a == nullptr || order < 1 || order >= filter->GetCoefCount() ||
+                order > rzf::detail::kMaxLaneIirOrder) {
+                return false;
+            }
+            plan.AddIir(channel, offset, rzf::detail::IirForm::Designer, order, b, a, state);
+            return true;
+        }
+        case DM_AVERAGE: {
+            const int length = filter->GetCoefCount();
+            if (length < 1) {
+                return false;
+            }
+            plan.AddFir(channel, offset, false, length, b, state);
+            return true;
+        }
+        default: {
+            const int length = user.m_nFIRLength;
+            const int available = std::max(filter->m_nLength, filter->GetCoefCount());
+            if (length < 1 || length > available) {
+                return false;
+            }
+            plan.AddFir(channel, offset, true, length, b, state);
+            return true;
+        }
+    }
+}
+
+// One channel through its own FilterUser: de-interleaved, filtered, written
+// back. A designer without usable coefficients writes no output; the samples
+// then pass through instead of whatever the buffer last held.
+void FilterOneChannel(ChannelFilter& ch, std::size_t offset, const rzf::detail::FrameBlock& block) {
+    const int frames = block.frames;
+    char* first = block.data + offset;
+    for (int j = 0; j < frames; ++j) {
+        ch.m_pIn[j] =
+            rzf::ReadRawSample(first + static_cast<std::size_t>(j) * block.frameBytes, block.type);
+    }
+    std::copy(ch.m_pIn, ch.m_pIn + frames, ch.m_pOut);
+    ch.m_pFilterUser->FilterData(ch.m_pIn, ch.m_pOut, frames);
+    for (int j = 0; j < frames; ++j) {
+        rzf::WriteRawSample(ch.m_pOut[j], first + static_cast<std::size_t>(j) * block.frameBytes,
+                            block.type);
+    }
 }
 
 }  // namespace
@@ -46,24 +126,15 @@ CChnsFilterFunc::~CChnsFilterFunc() {
 bool CChnsFilterFunc::Init(int chnCount, int bytesPerSample, float sampleRate) {
     m_bInit = false;
     Release();
-    // A sample width below 1 would make the frame count divide by zero (or
-    // address backwards), so it is refused like a missing channel count.
-    if (chnCount <= 0 || bytesPerSample < 1) {
+    if (!Channels::AcceptsLayout(chnCount, bytesPerSample)) {
         return false;
     }
-
-    const int count = chnCount;
-    ChannelFilter** channels = new ChannelFilter*[static_cast<std::size_t>(count)]();
-    m_channelsOwner = std::shared_ptr<ChannelFilter*>(
-        channels, [count](ChannelFilter** p) { FreeChannels(p, count); });
-    for (int i = 0; i < count; ++i) {
-        ChannelFilter* ch = new ChannelFilter{nullptr, nullptr, 0, nullptr, false};
-        channels[i] = ch;
-        ch->m_pFilterUser = new FilterUser();
-        ch->m_pFilterUser->setSectionMode(m_bSectionMode);
+    m_channelsOwner = Channels::Create(chnCount, &NewChannel, &DeleteChannel);
+    m_ppChannels = m_channelsOwner->Records();
+    m_nChannelCount = chnCount;
+    for (int i = 0; i < chnCount; ++i) {
+        m_ppChannels[i]->m_pFilterUser->setSectionMode(m_bSectionMode);
     }
-    m_ppChannels = channels;
-    m_nChannelCount = count;
     m_nSampleWidth = bytesPerSample;
     m_fSampleRate = sampleRate;
     m_bInit = true;
@@ -117,39 +188,45 @@ bool CChnsFilterFunc::DesignFilter(int channel, CFilterParam* param) {
 }
 
 int CChnsFilterFunc::InputDataAndDeal(char* data, int type, int byteCount) {
-    if (!m_bInit || m_ppChannels == nullptr || data == nullptr || m_nChannelCount < 1 ||
-        m_nSampleWidth < 1) {
+    if (!m_bInit || m_ppChannels == nullptr || m_channelsOwner == nullptr) {
         return 0;
     }
-    // Bytes beyond the last whole frame are left alone; a negative byte count
-    // gives a negative frame count and no processing.
-    const int frames = byteCount / m_nSampleWidth / m_nChannelCount;
+    rzf::detail::FrameBlock block;
+    const int frames =
+        rzf::detail::MakeFrameBlock(data, type, byteCount, m_nSampleWidth, m_nChannelCount, &block);
     if (frames <= 0) {
-        return frames;
+        return 0;
     }
 
-    const int effectiveType = rzf::EffectiveSampleType(type, m_nSampleWidth);
-    const std::size_t width = static_cast<std::size_t>(m_nSampleWidth);
-    const std::size_t frameBytes = width * static_cast<std::size_t>(m_nChannelCount);
+    // Enabled channels whose design runs in lanes are filtered together,
+    // straight from the frames; the others one by one through their
+    // FilterUser. Every enabled channel keeps its buffers grown to the block.
+    rzf::detail::FrameLanePlan& plan = m_channelsOwner->Plan();
+    plan.Begin();
     for (int c = 0; c < m_nChannelCount; ++c) {
         ChannelFilter* ch = m_ppChannels[c];
         if (!ch->m_bEnabled) {
             continue;
         }
         rzf::GrowChannelBuffers(ch->m_pIn, ch->m_pOut, ch->m_nCapacity, frames);
-        char* first = data + static_cast<std::size_t>(c) * width;
-        for (int j = 0; j < frames; ++j) {
-            ch->m_pIn[j] =
-                ConvertData(first + static_cast<std::size_t>(j) * frameBytes, effectiveType);
+        const std::size_t offset = static_cast<std::size_t>(c) * block.sampleWidth;
+        // A channel whose FilterUser runs a mode the lanes do not follow takes
+        // the per-channel path; every other channel is offered to the lanes.
+        if (!ListLanes(*ch->m_pFilterUser, c, offset, plan)) {
+            plan.AddPerChannel(c, ch->m_pFilterUser->m_pState);
         }
-        // A designer without usable coefficients (its design failed after
-        // validation) writes no output; the samples then pass through instead
-        // of whatever the buffer last held.
-        std::copy(ch->m_pIn, ch->m_pIn + frames, ch->m_pOut);
-        ch->m_pFilterUser->FilterData(ch->m_pIn, ch->m_pOut, frames);
-        for (int j = 0; j < frames; ++j) {
-            ConvertData(ch->m_pOut[j], first + static_cast<std::size_t>(j) * frameBytes,
-                        effectiveType);
+    }
+    if (plan.Run(block)) {
+        for (int c : plan.PerChannel()) {
+            FilterOneChannel(*m_ppChannels[c], static_cast<std::size_t>(c) * block.sampleWidth,
+                             block);
+        }
+        return frames;
+    }
+    for (int c = 0; c < m_nChannelCount; ++c) {
+        if (m_ppChannels[c]->m_bEnabled) {
+            FilterOneChannel(*m_ppChannels[c], static_cast<std::size_t>(c) * block.sampleWidth,
+                             block);
         }
     }
     return frames;

@@ -6,6 +6,11 @@
 #include <RZFilterFunc/channels/CFilterParam.h>
 #include <RZFilterFunc/filter/FilterUser.h>
 
+namespace rzf::detail {
+template <class Channel>
+class FrameChannelArray;
+}  // namespace rzf::detail
+
 // One channel of CChnsFilterFunc: its de-interleaved buffers and designer.
 struct ChannelFilter {
     float* m_pIn;   // owned, m_nCapacity entries
@@ -31,8 +36,9 @@ public:
     // Designs one channel from param; true whenever the channel exists (the
     // channel is then enabled only if validation passed).
     bool DesignFilter(int channel, CFilterParam* param);
-    // Filters the whole frames of data in place; returns the frame count. An
-    // enabled channel whose design left no coefficients passes through.
+    // Filters the whole frames of data in place; returns the frame count (0 for
+    // a negative byteCount). An enabled channel whose design left no
+    // coefficients passes through.
     int InputDataAndDeal(char* data, int type, int byteCount);
     // Runs every channel's IIR filter as cascaded second-order sections (on)
     // or as its single transfer function (off, the default); applies to the
@@ -53,6 +59,7 @@ public:
     float m_fSampleRate;
 
 private:
-    std::shared_ptr<ChannelFilter*> m_channelsOwner;
+    // Owns the records behind m_ppChannels and the lane plan that filters them.
+    std::shared_ptr<rzf::detail::FrameChannelArray<ChannelFilter>> m_channelsOwner;
     bool m_bSectionMode;
 };

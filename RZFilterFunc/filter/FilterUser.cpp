@@ -392,6 +392,10 @@ const double* FilterUser::GetSections() {
     return m_nSectionCount > 0 ? m_sectionOwner.get() : nullptr;
 }
 
+bool FilterUser::GetSectionMode() {
+    return m_bSectionMode;
+}
+
 void FilterUser::setSectionMode(bool bSections) {
     if (bSections != m_bSectionMode) {
         m_bSectionMode = bSections;

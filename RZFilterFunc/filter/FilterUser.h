@@ -68,6 +68,7 @@ public:
     // where the single transfer function does not. Off (the default): the
     // transfer function. A change of mode restarts from zero state.
     void setSectionMode(bool bSections);
+    bool GetSectionMode();
 
 protected:
     bool JudgeIsValidData();

@@ -125,7 +125,7 @@ TYPED_TEST(FrameFilter, BadArgumentsAreRefused) {
     EXPECT_FALSE(f.Design(-1, 0));
     ASSERT_TRUE(f.Design(0, 0) && f.Design(1, 1));
     EXPECT_EQ(f.InputDataAndDeal(nullptr, 0, 16), 0);
-    EXPECT_EQ(f.InputDataAndDeal(buf, 0, -9), -2);  // -9 / 2 / 2, nothing processed
+    EXPECT_EQ(f.InputDataAndDeal(buf, 0, -9), 0);  // a negative count: nothing processed
     EXPECT_EQ(f.InputDataAndDeal(buf, 0, 3), 0);
     EXPECT_EQ(f.InputDataAndDeal(buf, 3, 16), 4);  // unknown type: nothing written
     EXPECT_EQ(f.InputDataAndDeal(buf, 1, 16), 4);  // 4-byte floats in 2-byte slots
