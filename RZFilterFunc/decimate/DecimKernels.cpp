@@ -1,4 +1,5 @@
 #include "RZFilterFunc/decimate/DecimKernels.h"
+#include "RZFilterFunc/platform/UnrollHint.h"
 
 #include "RZFilterFunc/platform/CpuFeatures.h"
 
@@ -19,14 +20,14 @@ void GroupOutputs(const float* coef, int taps, int rowStep, const float* in, flo
     for (int i = 0; i < taps; ++i) {
         const float c = coef[i];
         const float* x = in + static_cast<long>(i) * lanes;
-        RZF_UNROLL_OUTPUTS
+        RZF_UNROLL
         for (int q = 0; q < J; ++q) {
             for (int l = 0; l < kLaneGroup; ++l) {
                 s[q][l] += x[static_cast<long>(q) * rowStep + l] * c;
             }
         }
     }
-    RZF_UNROLL_OUTPUTS
+    RZF_UNROLL
     for (int q = 0; q < J; ++q) {
         for (int l = 0; l < kLaneGroup; ++l) {
             out[static_cast<long>(q) * lanes + l] = s[q][l];

@@ -1,13 +1,5 @@
 #pragma once
 
-// Unrolls the fixed-count loops over the outputs computed together, so that
-// their sums stay in registers.
-#if defined(__GNUC__) || defined(__clang__)
-#define RZF_UNROLL_OUTPUTS _Pragma("GCC unroll 16")
-#else
-#define RZF_UNROLL_OUTPUTS
-#endif
-
 namespace rzf::decim {
 
 // Channel-interleaved decimation kernels. A stage buffer holds rows of `lanes`

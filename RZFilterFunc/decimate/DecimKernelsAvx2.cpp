@@ -3,6 +3,7 @@
 #include <immintrin.h>
 
 #include "RZFilterFunc/decimate/DecimKernels.h"
+#include "RZFilterFunc/platform/UnrollHint.h"
 
 namespace rzf::decim::avx2 {
 
@@ -36,19 +37,19 @@ template <class L, int J>
 inline void GroupOutputs(const float* coef, int taps, long rowStep, const float* in, float* out,
                          long lanes) {
     typename L::V s[J];
-    RZF_UNROLL_OUTPUTS
+    RZF_UNROLL
     for (int q = 0; q < J; ++q) {
         s[q] = L::Zero();
     }
     for (int i = 0; i < taps; ++i) {
         const typename L::V c = L::Broadcast(coef[i]);
         const float* x = in + i * lanes;
-        RZF_UNROLL_OUTPUTS
+        RZF_UNROLL
         for (int q = 0; q < J; ++q) {
             s[q] = L::MulAdd(s[q], L::Load(x + q * rowStep), c);
         }
     }
-    RZF_UNROLL_OUTPUTS
+    RZF_UNROLL
     for (int q = 0; q < J; ++q) {
         L::Store(out + q * lanes, s[q]);
     }
