@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "RZFilterFunc/base/SampleCodec.h"
 #include "RZFilterFunc/integrate/IntegralSample.h"
 #include "RZFilterFunc/platform/CpuFeatures.h"
 
@@ -85,13 +86,13 @@ void Typed(char* data, std::ptrdiff_t frameBytes, int nFrames, const IntegralLan
 void IntegrateFrames(char* data, std::ptrdiff_t frameBytes, int nFrames, int type,
                      const IntegralLanes& lanes) {
     switch (type) {
-        case 0:
+        case kRawInt16:
             Typed<std::int16_t>(data, frameBytes, nFrames, lanes);
             break;
-        case 1:
+        case kRawFloat32:
             Typed<float>(data, frameBytes, nFrames, lanes);
             break;
-        case 2:
+        case kRawInt32:
             Typed<std::int32_t>(data, frameBytes, nFrames, lanes);
             break;
         default:
