@@ -4,17 +4,34 @@
 #include <cstring>
 
 #include "RZFilterFunc/decimate/DecimSamples.h"
+#include "RZFilterFunc/platform/CpuFeatures.h"
+#include "RZFilterFunc/platform/UnrollHint.h"
 
 namespace rzf::decim {
 
+namespace baseline {
+
 namespace {
+
+// Samples converted per step: a fixed count the compiler turns into vector
+// conversions.
+constexpr int kConvertStep = 8;
 
 template <typename T>
 void ReadTypedRows(const char* src, int chn, int nRows, float* rows, int lanes) {
     for (int r = 0; r < nRows; ++r) {
         const char* p = src + static_cast<long>(r) * chn * sizeof(T);
         float* row = rows + static_cast<long>(r) * lanes;
-        for (int ch = 0; ch < chn; ++ch) {
+        int ch = 0;
+        for (; ch + kConvertStep <= chn; ch += kConvertStep) {
+            T v[kConvertStep];
+            std::memcpy(v, p + ch * sizeof(T), sizeof v);
+            RZF_UNROLL
+            for (int k = 0; k < kConvertStep; ++k) {
+                row[ch + k] = static_cast<float>(v[k]);
+            }
+        }
+        for (; ch < chn; ++ch) {
             T v;
             std::memcpy(&v, p + ch * sizeof(T), sizeof v);
             row[ch] = static_cast<float>(v);
@@ -34,14 +51,32 @@ void ReadInt24Rows(const char* src, int chn, int nRows, float* rows, int lanes) 
 }
 
 void WriteInt16(const float* src, long n, char* dst) {
-    for (long i = 0; i < n; ++i) {
+    long i = 0;
+    for (; i + kConvertStep <= n; i += kConvertStep) {
+        std::int16_t v[kConvertStep];
+        RZF_UNROLL
+        for (int k = 0; k < kConvertStep; ++k) {
+            v[k] = LowBits16(TruncToInt32(src[i + k]));
+        }
+        std::memcpy(dst + i * sizeof(std::int16_t), v, sizeof v);
+    }
+    for (; i < n; ++i) {
         const std::int16_t v = LowBits16(TruncToInt32(src[i]));
         std::memcpy(dst + i * sizeof v, &v, sizeof v);
     }
 }
 
 void WriteInt32(const float* src, long n, char* dst) {
-    for (long i = 0; i < n; ++i) {
+    long i = 0;
+    for (; i + kConvertStep <= n; i += kConvertStep) {
+        std::int32_t v[kConvertStep];
+        RZF_UNROLL
+        for (int k = 0; k < kConvertStep; ++k) {
+            v[k] = TruncToInt32(src[i + k]);
+        }
+        std::memcpy(dst + i * sizeof(std::int32_t), v, sizeof v);
+    }
+    for (; i < n; ++i) {
         const std::int32_t v = TruncToInt32(src[i]);
         std::memcpy(dst + i * sizeof v, &v, sizeof v);
     }
@@ -92,6 +127,28 @@ void WriteRawSamples(const float* src, long n, int type, char* dst) {
         default:
             break;
     }
+}
+
+}  // namespace baseline
+
+void ReadRawRows(const char* src, int type, int chn, int nRows, float* rows, int lanes) {
+#if defined(RZF_ISA_DISPATCH)
+    if (platform::ActiveIsa() != platform::IsaLevel::Baseline) {
+        avx2::ReadRawRows(src, type, chn, nRows, rows, lanes);
+        return;
+    }
+#endif
+    baseline::ReadRawRows(src, type, chn, nRows, rows, lanes);
+}
+
+void WriteRawSamples(const float* src, long n, int type, char* dst) {
+#if defined(RZF_ISA_DISPATCH)
+    if (platform::ActiveIsa() != platform::IsaLevel::Baseline) {
+        avx2::WriteRawSamples(src, n, type, dst);
+        return;
+    }
+#endif
+    baseline::WriteRawSamples(src, n, type, dst);
 }
 
 }  // namespace rzf::decim

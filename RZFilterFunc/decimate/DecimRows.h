@@ -12,4 +12,18 @@ void ReadRawRows(const char* src, int type, int chn, int nRows, float* rows, int
 // +-8388607).
 void WriteRawSamples(const float* src, long n, int type, char* dst);
 
+namespace baseline {
+void ReadRawRows(const char* src, int type, int chn, int nRows, float* rows, int lanes);
+void WriteRawSamples(const float* src, long n, int type, char* dst);
+}  // namespace baseline
+
+#if defined(RZF_ISA_DISPATCH)
+// Also used at the AVX-512 level (the conversions gain nothing from wider
+// vectors next to the filtering).
+namespace avx2 {
+void ReadRawRows(const char* src, int type, int chn, int nRows, float* rows, int lanes);
+void WriteRawSamples(const float* src, long n, int type, char* dst);
+}  // namespace avx2
+#endif
+
 }  // namespace rzf::decim

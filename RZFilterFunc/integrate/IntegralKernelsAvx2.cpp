@@ -14,6 +14,12 @@ namespace rzf::integ::avx2 {
 
 namespace {
 
+// Raw sample type codes (those of base/SampleCodec.h, whose inline functions
+// this file does not include, so that it shares no code with the baseline).
+constexpr int kInt16Code = 0;
+constexpr int kFloatCode = 1;
+constexpr int kInt32Code = 2;
+
 constexpr int kLanes = 4;           // doubles per vector
 constexpr int kVectorsPerPass = 4;  // 16 channels per pass of the frame loop
 
@@ -218,13 +224,13 @@ void Dispatch(char* data, std::ptrdiff_t frameBytes, int nFrames, const Integral
 void IntegrateFrames(char* data, std::ptrdiff_t frameBytes, int nFrames, int type,
                      const IntegralLanes& lanes) {
     switch (type) {
-        case 0:
+        case kInt16Code:
             Dispatch<std::int16_t>(data, frameBytes, nFrames, lanes);
             break;
-        case 1:
+        case kFloatCode:
             Dispatch<float>(data, frameBytes, nFrames, lanes);
             break;
-        case 2:
+        case kInt32Code:
             Dispatch<std::int32_t>(data, frameBytes, nFrames, lanes);
             break;
         default:
