@@ -69,7 +69,7 @@ public:
     const DecimRatioDesc* m_pRatioDesc;
     FirChannelState* m_pChnState;
     float* m_pPending;
-    float* m_pOutput;
+    float* m_pOutput;  // a call's output; frames still waiting for room come first
     int m_nBlockIn;
     int m_nBlockOut;
     int m_nPending;
