@@ -19,6 +19,14 @@ constexpr int kConvertStep = 8;
 
 template <typename T>
 void ReadTypedRows(const char* src, int chn, int nRows, float* rows, int lanes) {
+    if (chn == 1) {  // one sample per row: no per-row loop set-up
+        for (int r = 0; r < nRows; ++r) {
+            T v;
+            std::memcpy(&v, src + static_cast<long>(r) * sizeof(T), sizeof v);
+            rows[static_cast<long>(r) * lanes] = static_cast<float>(v);
+        }
+        return;
+    }
     for (int r = 0; r < nRows; ++r) {
         const char* p = src + static_cast<long>(r) * chn * sizeof(T);
         float* row = rows + static_cast<long>(r) * lanes;

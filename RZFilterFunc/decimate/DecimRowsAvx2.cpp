@@ -47,6 +47,12 @@ __m256 Read8(const char* p) {
 
 template <typename T>
 void ReadRows(const char* src, int chn, int nRows, float* rows, int lanes) {
+    if (chn == 1) {  // one sample per row: no per-row loop set-up
+        for (int r = 0; r < nRows; ++r) {
+            rows[static_cast<long>(r) * lanes] = ReadOne<T>(src + static_cast<long>(r) * sizeof(T));
+        }
+        return;
+    }
     for (int r = 0; r < nRows; ++r) {
         const char* p = src + static_cast<long>(r) * chn * sizeof(T);
         float* row = rows + static_cast<long>(r) * lanes;
