@@ -5,8 +5,9 @@
 #include <cstdint>
 #include <cstring>
 
+#include "RZFilterFunc/decimate/DecimKernels.h"
+#include "RZFilterFunc/decimate/DecimRows.h"
 #include "RZFilterFunc/decimate/DecimSamples.h"
-#include "RZFilterFunc/decimate/DecimStage.h"
 #include "RZFilterFunc/decimate/DecimationTables.h"
 
 FirChannelState::FirChannelState()
@@ -53,6 +54,12 @@ void CFirFunc::Release() {
     m_chnStateOwner.reset();
     m_pendingOwner.reset();
     m_outputOwner.reset();
+    for (std::shared_ptr<float[]>& stage : m_stageOwner) {
+        stage.reset();
+    }
+    m_lastOwner.reset();
+    m_nLanes = 0;
+    m_nOutPending = 0;
     m_pChnState = nullptr;
     m_pPending = nullptr;
     m_pOutput = nullptr;
@@ -110,36 +117,59 @@ bool CFirFunc::Init(int nChnCount, int nRatio, int nBlockSamples, bool* pChnFilt
     const int delCount = static_cast<int>(span + 1.0f);
 
     const int blockOut = perChn / nRatio + (perChn % nRatio > 0 ? 1 : 0);
+    const int lanes = rzf::decim::PaddedLanes(nChnCount);
     // Reject block sizes whose buffers could not be indexed with int.
     const std::int64_t blockIn = static_cast<std::int64_t>(blockOut) * nRatio;
-    if (blockIn * nChnCount > INT_MAX / 2) {
+    if (blockIn * lanes > INT_MAX / 2) {
         return false;
     }
 
     std::shared_ptr<FirChannelState[]> states(new FirChannelState[nChnCount]);
     for (int ch = 0; ch < nChnCount; ++ch) {
-        FirChannelState& st = states[ch];
-        for (int k = 0; k < desc->m_nStageCount; ++k) {
-            const int len = desc->m_nInPerOut[k] * blockOut + desc->m_pStage[k]->m_nTaps - 1;
-            // Zero history: the first outputs are deterministic.
-            st.m_pStageBuf[k] = new float[len]();
-        }
-        st.m_pChnOut = new float[blockOut]();
-        st.m_pWrite = st.m_pStageBuf[0] + (desc->m_pStage[0]->m_nTaps - 1);
-        st.m_bFilter = pChnFilter[ch];
+        states[ch].m_bFilter = pChnFilter[ch];
     }
+    // Zero history (and zero padding lanes): the first outputs are deterministic.
+    std::shared_ptr<float[]> stages[3];
+    for (int k = 0; k < desc->m_nStageCount; ++k) {
+        const std::int64_t rows = static_cast<std::int64_t>(desc->m_nInPerOut[k]) * blockOut +
+                                  desc->m_pStage[k]->m_nTaps - 1;
+        stages[k].reset(new float[rows * lanes]());
+    }
+    std::shared_ptr<float[]> last(new float[static_cast<std::int64_t>(blockOut) * lanes]());
     std::shared_ptr<float[]> pending(new float[blockIn * nChnCount]());
 
     m_pRatioDesc = desc;
     m_nDelCount = delCount;
     m_nBlockOut = blockOut;
     m_nBlockIn = static_cast<int>(blockIn);
+    m_nLanes = lanes;
     m_chnStateOwner = std::move(states);
     m_pChnState = m_chnStateOwner.get();
+    for (int k = 0; k < 3; ++k) {
+        m_stageOwner[k] = std::move(stages[k]);
+    }
+    m_lastOwner = std::move(last);
     m_pendingOwner = std::move(pending);
     m_pPending = m_pendingOwner.get();
     m_nPending = 0;
+    m_nOutPending = 0;
     return true;
+}
+
+// Keeps the frames still pending at the front of the output buffer.
+void CFirFunc::GrowOutput(std::int64_t frames) {
+    const std::int64_t need = frames * m_nChnCount;
+    if (need <= m_nOutCapacity) {
+        return;
+    }
+    std::shared_ptr<float[]> grown(new float[need]);
+    if (m_nOutPending > 0) {
+        std::memcpy(grown.get(), m_pOutput,
+                    static_cast<std::size_t>(m_nOutPending) * m_nChnCount * sizeof(float));
+    }
+    m_outputOwner = std::move(grown);
+    m_pOutput = m_outputOwner.get();
+    m_nOutCapacity = static_cast<int>(need);
 }
 
 int CFirFunc::InputDataAndDeal(char* pData, int nCount) {
@@ -151,15 +181,15 @@ int CFirFunc::InputDataAndDeal(char* pData, int nCount) {
         return 0;
     }
     const int type = m_nSampleType;
-    const int width = rzf::DecimSampleWidth(type);
+    const std::int64_t width = rzf::DecimSampleWidth(type);
     const std::int64_t chn = m_nChnCount;
+    const std::int64_t lanes = m_nLanes;
     const std::int64_t ratio = m_nRatio;
     const std::int64_t frameIn = ratio * chn;
     const std::int64_t carried = m_nPending;
     const std::int64_t total = nCount + carried;
     std::int64_t remaining = total;
     int skip = m_bDelStart ? m_nDelCount : 0;
-    std::int64_t outFrames = 0;
 
     // Stream sample s: a carried float while s < carried, else a new raw one.
     auto streamSample = [&](std::int64_t s) -> float {
@@ -169,14 +199,19 @@ int CFirFunc::InputDataAndDeal(char* pData, int nCount) {
         return rzf::ReadDecimSample(pData + (s - carried) * width, type);
     };
 
-    const std::int64_t q = total / frameIn;
-    if (q * chn > m_nOutCapacity) {
-        m_outputOwner.reset();
-        m_pOutput = nullptr;
-        m_nOutCapacity = 0;
-        m_outputOwner.reset(new float[q * chn]);
-        m_pOutput = m_outputOwner.get();
-        m_nOutCapacity = static_cast<int>(q * chn);
+    // New frames follow the ones still pending from earlier calls. Sized for
+    // the most frames any call of this length can complete, whatever it
+    // carries, so that calls of one length never grow it again.
+    std::int64_t outFrames = m_nOutPending;
+    GrowOutput(outFrames + (nCount + frameIn - 1) / frameIn);
+
+    const DecimRatioDesc& desc = *m_pRatioDesc;
+    const int stageCount = desc.m_nStageCount;
+    float* input = m_stageOwner[0].get() + (desc.m_pStage[0]->m_nTaps - 1) * lanes;
+    const float* filtered = m_lastOwner.get();
+    bool allFiltered = true;
+    for (std::int64_t ch = 0; ch < chn; ++ch) {
+        allFiltered = allFiltered && m_pChnState[ch].m_bFilter;
     }
 
     while (remaining >= frameIn) {
@@ -187,19 +222,52 @@ int CFirFunc::InputDataAndDeal(char* pData, int nCount) {
         }
         const std::int64_t base = total - remaining;
         const std::int64_t nIn = ratio * nOut;
-        for (std::int64_t ch = 0; ch < chn; ++ch) {
-            FirChannelState& st = m_pChnState[ch];
-            for (std::int64_t i = 0; i < nIn; ++i) {
-                st.m_pWrite[i] = streamSample(base + i * chn + ch);
-            }
-            rzf::ProcessCascade(*m_pRatioDesc, st, st.m_pChnOut, nOut);
+        const std::int64_t end = base + nIn * chn;
+
+        // The block's stream samples into rows: carried floats first, then a
+        // partly carried row finished sample by sample, then whole raw rows.
+        std::int64_t s = base;
+        for (; s < end && s < carried; ++s) {
+            input[((s - base) / chn) * lanes + (s - base) % chn] = m_pPending[s];
         }
+        for (; s < end && (s - base) % chn != 0; ++s) {
+            input[((s - base) / chn) * lanes + (s - base) % chn] = streamSample(s);
+        }
+        if (s < end) {
+            const std::int64_t row = (s - base) / chn;
+            rzf::decim::ReadRawRows(pData + (s - carried) * width, type, static_cast<int>(chn),
+                                    static_cast<int>(nIn - row), input + row * lanes,
+                                    static_cast<int>(lanes));
+        }
+
+        // Every channel's cascade, all channels together, filtered or not.
+        for (int k = 0; k < stageCount; ++k) {
+            const DecimStageDesc& stage = *desc.m_pStage[k];
+            float* buf = m_stageOwner[k].get();
+            const int nOutStage = desc.m_nInPerOut[k] * nOut / stage.m_nFactor;
+            float* dst = k + 1 < stageCount ? m_stageOwner[k + 1].get() +
+                                                  (desc.m_pStage[k + 1]->m_nTaps - 1) * lanes
+                                            : m_lastOwner.get();
+            rzf::decim::DecimateRows(stage.m_pTapCoef, stage.m_nTaps, stage.m_nFactor, buf, dst,
+                                     nOutStage, static_cast<int>(lanes));
+            // The last m_nTaps - 1 rows become the next history; the block's
+            // own input rows of stage 0 stay in place for pass-through channels.
+            std::memmove(buf, buf + static_cast<std::int64_t>(nOutStage) * stage.m_nFactor * lanes,
+                         static_cast<std::size_t>((stage.m_nTaps - 1) * lanes) * sizeof(float));
+        }
+
         if (nOut > skip) {
-            for (std::int64_t ch = 0; ch < chn; ++ch) {
-                const FirChannelState& st = m_pChnState[ch];
-                const float* src = st.m_bFilter ? st.m_pChnOut : st.m_pWrite;
-                for (int j = skip; j < nOut; ++j) {
-                    m_pOutput[(outFrames + j - skip) * chn + ch] = src[j];
+            // A pass-through channel yields the block's leading raw samples.
+            for (int j = skip; j < nOut; ++j) {
+                float* out = m_pOutput + (outFrames + j - skip) * chn;
+                const float* f = filtered + j * lanes;
+                if (allFiltered) {
+                    std::memcpy(out, f, static_cast<std::size_t>(chn) * sizeof(float));
+                    continue;
+                }
+                const float* raw = input + j * lanes;
+                for (std::int64_t ch = 0; ch < chn; ++ch) {
+                    out[ch] = m_pChnState[ch].m_bFilter ? f[ch] : raw[ch];
                 }
             }
             outFrames += nOut - skip;
@@ -213,7 +281,7 @@ int CFirFunc::InputDataAndDeal(char* pData, int nCount) {
         m_nDelCount = skip;
     }
 
-    // Carry the tail of the stream over; it is always shorter than one output
+    // Carry the tail of the stream over; it is always shorter than one input
     // frame, and copying forward is safe when it starts inside the carried part.
     const std::int64_t tail = total - remaining;
     for (std::int64_t i = 0; i < remaining; ++i) {
@@ -221,9 +289,14 @@ int CFirFunc::InputDataAndDeal(char* pData, int nCount) {
     }
     m_nPending = static_cast<int>(remaining > 0 ? remaining : 0);
 
-    const std::int64_t written = outFrames * chn;
-    for (std::int64_t i = 0; i < written; ++i) {
-        rzf::WriteDecimSample(m_pOutput[i], pData + i * width, type);
+    // Only whole frames that fit in the caller's nCount samples are written;
+    // the others wait, in order, for the next call with room.
+    const std::int64_t fit = std::min<std::int64_t>(outFrames, nCount / chn);
+    rzf::decim::WriteRawSamples(m_pOutput, fit * chn, type, pData);
+    if (fit < outFrames) {
+        std::memmove(m_pOutput, m_pOutput + fit * chn,
+                     static_cast<std::size_t>((outFrames - fit) * chn) * sizeof(float));
     }
-    return static_cast<int>(written);
+    m_nOutPending = static_cast<int>(outFrames - fit);
+    return static_cast<int>(fit * chn);
 }

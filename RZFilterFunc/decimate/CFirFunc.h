@@ -19,16 +19,18 @@ struct DecimRatioDesc {
     const DecimStageDesc* m_pStage[3];
 };
 
-// Per-channel running state of CFirFunc.
+// Per-channel record of CFirFunc. The stage histories of all channels live in
+// CFirFunc's channel-interleaved stage buffers, so that the channels are
+// filtered together; the buffer pointers of a record stay null.
 struct RZFILTERFUNC_EXPORT FirChannelState {
     FirChannelState();
     FirChannelState(const FirChannelState&) = delete;
     FirChannelState& operator=(const FirChannelState&) = delete;
     ~FirChannelState();
 
-    float* m_pStageBuf[3];  // owned: stage history followed by one inner block
-    float* m_pWrite;        // into m_pStageBuf[0], where new input goes
-    float* m_pChnOut;       // owned, m_nBlockOut entries
+    float* m_pStageBuf[3];  // null (freed by the destructor if ever set)
+    float* m_pWrite;        // null
+    float* m_pChnOut;       // null (freed by the destructor if ever set)
     bool m_bFilter;         // false: the channel passes through unfiltered
 };
 
@@ -49,10 +51,14 @@ public:
     static bool IsActiveRatio(int nRatio);
     int GetDelChnCount();
     // Decimates nCount raw samples (all channels) and writes the result to the
-    // start of pData; returns the number of samples written. The output is
-    // never longer than the input except when samples carried from earlier
-    // calls complete a frame: pData must then have room for one frame
-    // (m_nChnCount samples) even if nCount is smaller.
+    // start of pData; returns the number of samples written (whole frames).
+    // Nothing is ever written beyond the nCount samples given: an output frame
+    // that does not fit (a call shorter than one frame that completes a frame
+    // with samples carried from earlier calls) stays pending and is written,
+    // whole and in order, by the next call that has room for it. Ratio 10 with
+    // 2 channels: a call with 19 samples returns 0, a following call with 1
+    // sample also returns 0, and the frame they complete comes with the next
+    // call of at least 2 samples.
     int InputDataAndDeal(char* pData, int nCount);
 
 protected:
@@ -63,7 +69,7 @@ public:
     const DecimRatioDesc* m_pRatioDesc;
     FirChannelState* m_pChnState;
     float* m_pPending;
-    float* m_pOutput;
+    float* m_pOutput;  // a call's output; frames still waiting for room come first
     int m_nBlockIn;
     int m_nBlockOut;
     int m_nPending;
@@ -75,7 +81,15 @@ public:
     int m_nOutCapacity;
 
 private:
+    void GrowOutput(std::int64_t frames);
+
     std::shared_ptr<FirChannelState[]> m_chnStateOwner;
+    // Per stage: rows of m_nLanes floats (all channels' sample t), the stage's
+    // history rows followed by one inner block of its input.
+    std::shared_ptr<float[]> m_stageOwner[3];
+    std::shared_ptr<float[]> m_lastOwner;  // the last stage's output rows of one inner block
+    int m_nLanes = 0;                      // channels rounded up to the kernels' lane group
+    int m_nOutPending = 0;                 // frames in m_pOutput still to be written
     std::shared_ptr<float[]> m_pendingOwner;
     std::shared_ptr<float[]> m_outputOwner;
 };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <map>
 #include <memory>
 #include <vector>
@@ -37,5 +38,16 @@ public:
     std::map<int, IntegralState*> m_mapState;
 
 private:
+    void ReserveGroup(std::size_t channels);
+    void IntegrateGroup(int count, int nCount, char* pData, std::ptrdiff_t frameBytes);
+
     std::map<int, std::shared_ptr<IntegralState>> m_stateOwners;
+    // Channels integrated together in one pass over the frames: their records,
+    // sample offsets and running values. Sized by InitDiff, so that a call
+    // allocates nothing.
+    std::vector<IntegralState*> m_groupStates;
+    std::vector<std::ptrdiff_t> m_groupOffsets;
+    std::vector<double> m_groupDivisors;
+    std::vector<double> m_groupSums;
+    std::vector<double> m_groupPrevs;
 };

@@ -53,15 +53,19 @@ TEST(CFirFuncSetup, RatiosBlockSizingAndRefusedInput) {
 }
 
 TEST(CFirFuncStream, CarryOverPassThroughAndDiscardExamples) {
-    // Ratio 10, 2 channels: 19 samples are carried; one more completes a frame
-    // (the values are compared under every kind of cut below).
+    // Ratio 10, 2 channels: 19 samples are carried; one more completes a frame,
+    // which does not fit in a 1-sample buffer and so waits for the next call
+    // with room (the decimator never writes outside the caller's samples; the
+    // values are compared under every kind of cut below).
     std::vector<float> x(600, 1.0f);
     bool flags[2] = {true, true};
     CFirFunc fir;
     ASSERT_TRUE(fir.Init(2, 10, 200, flags, 1, false));
     EXPECT_TRUE(Feed(fir, {x.begin(), x.begin() + 19}, {19}).empty());
     EXPECT_EQ(fir.m_nPending, 19);
-    EXPECT_EQ(Feed(fir, {20.0f}, {1}).size(), 2u);
+    EXPECT_TRUE(Feed(fir, {20.0f}, {1}).empty());
+    EXPECT_EQ(fir.m_nPending, 0);
+    EXPECT_EQ(Feed(fir, {1.0f, 1.0f}, {2}).size(), 2u);
     // Inner blocks of 100 frames: a pass-through channel yields each block's
     // first ten raw samples; the discard count is not touched without discarding.
     flags[1] = false;

@@ -37,7 +37,7 @@ inline std::vector<float> Feed(CFirFunc& fir, const std::vector<float>& x,
     std::vector<float> out;
     for (std::size_t pos = 0, c = 0, n = 0; pos < x.size(); pos += n, ++c) {
         n = std::min<std::size_t>(cuts[c % cuts.size()], x.size() - pos);
-        std::vector<float> buf(std::max<std::size_t>(n, fir.m_nChnCount));  // room for a frame
+        std::vector<float> buf(n);  // exactly the call's samples: a write beyond is caught
         std::copy(x.begin() + pos, x.begin() + pos + n, buf.begin());
         const int written = fir.InputDataAndDeal(reinterpret_cast<char*>(buf.data()), int(n));
         out.insert(out.end(), buf.begin(), buf.begin() + written);

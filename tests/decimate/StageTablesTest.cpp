@@ -4,7 +4,8 @@
 #include <tuple>
 #include <vector>
 
-#include "RZFilterFunc/decimate/DecimStage.h"
+#include "IsaLevelScope.h"
+#include "RZFilterFunc/decimate/DecimKernels.h"
 #include "RZFilterFunc/decimate/DecimationTables.h"
 
 // Layout, symmetry, unit sum, -3 dB point (fraction of the stage's input rate)
@@ -66,23 +67,35 @@ TEST(DecimStageTables, CascadesOfSymmetricUnitGainLowPasses) {
                                   0.498583f}));
 }
 
-TEST(DecimStage, TapOrderSinglePrecisionSumsAndHistory) {
-    // Asymmetric taps show the direction: output j is buf[2j] + 10 buf[2j + 1] +
-    // 100 buf[2j + 2], exact in single precision; the last two samples become
-    // the next history. Five outputs cover grouped and one-at-a-time paths.
+// One stage over rows of 8 lanes (channel 0 carries the signal, the others
+// scaled copies) at every kernel level. Asymmetric taps show the direction:
+// output j is x[2j] + 10 x[2j + 1] + 100 x[2j + 2], exact in single
+// precision. Eleven outputs cover the grouped and one-at-a-time paths.
+TEST(DecimStage, TapOrderSinglePrecisionSumsAtEveryLevel) {
+    constexpr int kLanes = 8;
     const float taps[3] = {1.0f, 10.0f, 100.0f};
-    std::vector<float> buf = {1, 2, 3, 4,  5,  6,
-                              7, 8, 9, 10, 11, 12};  // two history samples, ten new
-    std::vector<float> dst(5);
-    rzf::FilterDecimate({3, 2, taps}, buf.data(), dst.data(), 10);
-    EXPECT_EQ(dst, (std::vector<float>{321, 543, 765, 987, 1209}));
-    EXPECT_EQ((std::vector<float>{buf[0], buf[1]}), (std::vector<float>{11, 12}));
-    // Windows (3, 1e8, -1e8) with unit taps: 3 + 1e8 rounds to 1e8 in single
-    // precision, so the sum in tap order is 0 (3 exactly or in reverse order).
     const float ones[3] = {1.0f, 1.0f, 1.0f};
-    buf.assign(17, 0.0f);
-    for (int i = 0; i < 15; ++i)
-        buf[i] = i % 3 == 0 ? 3.0f : (i % 3 == 1 ? 1.0e8f : -1.0e8f);
-    rzf::FilterDecimate({3, 3, ones}, buf.data(), dst.data(), 15);
-    EXPECT_EQ(dst, std::vector<float>(5, 0.0f));
+    for (rzf::platform::IsaLevel level : isatest::AvailableIsaLevels()) {
+        isatest::IsaLevelScope scope(level);
+        std::vector<float> rows(24 * kLanes), dst(11 * kLanes);
+        for (int t = 0; t < 24; ++t)
+            for (int l = 0; l < kLanes; ++l)
+                rows[t * kLanes + l] = static_cast<float>((t + 1) * (l + 1));
+        rzf::decim::DecimateRows(taps, 3, 2, rows.data(), dst.data(), 11, kLanes);
+        for (int j = 0; j < 11; ++j)
+            for (int l = 0; l < kLanes; ++l)
+                EXPECT_EQ(dst[j * kLanes + l],
+                          static_cast<float>((l + 1) *
+                                             ((2 * j + 1) + 10 * (2 * j + 2) + 100 * (2 * j + 3))))
+                    << rzf::platform::IsaName(level) << " output " << j << " lane " << l;
+        // Windows (3, 1e8, -1e8) with unit taps: 3 + 1e8 rounds to 1e8 in single
+        // precision, so the sum in tap order is 0 (3 exactly or in reverse order).
+        for (int t = 0; t < 24; ++t)
+            for (int l = 0; l < kLanes; ++l)
+                rows[t * kLanes + l] = t % 3 == 0 ? 3.0f : (t % 3 == 1 ? 1.0e8f : -1.0e8f);
+        rzf::decim::DecimateRows(ones, 3, 3, rows.data(), dst.data(), 7, kLanes);
+        EXPECT_EQ(std::vector<float>(dst.begin(), dst.begin() + 7 * kLanes),
+                  std::vector<float>(7 * kLanes, 0.0f))
+            << rzf::platform::IsaName(level);
+    }
 }
