@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <RZFilterFunc/RZFilterFunc_export.h>
 #include <RZFilterFunc/filter/ClassicFilter.h>
@@ -67,6 +68,10 @@ private:
     // with zeros only when it is shorter than the current design needs (a
     // redesign without a restart may lengthen it), so the loops never leave it.
     void PrepareState(int length);
+    // The three branches of FilterData.
+    void FilterIir(const double* b, const double* a, float* in, float* out, int count);
+    void FilterMovingAverage(const double* b, float* in, float* out, int count);
+    void FilterFir(const double* b, float* in, float* out, int count);
 
 public:
     ClassicFilter* m_pFilter;
@@ -103,4 +108,7 @@ private:
     std::shared_ptr<ClassicFilter> m_filterOwner;
     std::shared_ptr<double[]> m_stateOwner;
     int m_nStateLength;  // entries of m_pState
+    // Working window of the FIR branches (history plus block), kept between
+    // calls so that streaming allocates nothing; holds no state of its own.
+    std::vector<double> m_firWindow;
 };

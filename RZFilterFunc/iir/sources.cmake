@@ -5,6 +5,7 @@ list(APPEND RZF_SOURCES
   RZFilterFunc/iir/ChebyiiFilter.cpp
   RZFilterFunc/iir/IIRFilter.cpp
   RZFilterFunc/iir/IirDesignSteps.cpp
+  RZFilterFunc/iir/IirKernel.cpp
   RZFilterFunc/iir/PolyMath.cpp
   RZFilterFunc/iir/SutraIIRFilter.cpp)
 list(APPEND RZF_PUBLIC_HEADERS
