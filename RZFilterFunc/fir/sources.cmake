@@ -1,6 +1,7 @@
 list(APPEND RZF_SOURCES
   RZFilterFunc/fir/CFilter.cpp
   RZFilterFunc/fir/CKaiserFilter.cpp
+  RZFilterFunc/fir/EngineIirKernel.cpp
   RZFilterFunc/fir/FIRFilter.cpp
   RZFilterFunc/fir/FirBlockFilter.cpp
   RZFilterFunc/fir/FirHistoryWindow.cpp
