@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <vector>
 
-#include <RZFilterFunc/filter/ClassicFilter.h>
+#include <RZFilterFunc/base/ClassicFilter.h>
 #include <RZFilterFunc/filter/FilterUser.h>
 #include <RZFilterFunc/fir/CFilter.h>
 

@@ -1,11 +1,18 @@
 #!/usr/bin/env bash
-# Builds and runs every test: a normal build with warnings as errors, then the
-# same tests under AddressSanitizer and UndefinedBehaviorSanitizer.
+# Checks the include layering and the formatting, then builds and runs every
+# test: a normal build with warnings as errors, then the same tests under
+# AddressSanitizer and UndefinedBehaviorSanitizer.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 ./scripts/install-deps.sh
 jobs=$(nproc 2>/dev/null || echo 2)
+
+# Each library folder includes only the floors below it.
+/usr/bin/python3 scripts/check_layering.py
+# Every C++ source of the library, tests, tool and benchmarks is formatted.
+find RZFilterFunc tests tools bench \( -name '*.h' -o -name '*.cpp' \) -print0 |
+  xargs -0 clang-format --dry-run --Werror
 
 cmake -S . -B build/test -DCMAKE_BUILD_TYPE=RelWithDebInfo -DRZF_WARNINGS_AS_ERRORS=ON \
   -DRZF_BUILD_BENCH=ON -DRZF_MEMCHECK=ON

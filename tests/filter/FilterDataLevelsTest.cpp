@@ -4,7 +4,7 @@
 // every call, bit for bit, at each instruction-set level, in random pieces.
 #include <gtest/gtest.h>
 
-#include <RZFilterFunc/filter/ClassicFilter.h>
+#include <RZFilterFunc/base/ClassicFilter.h>
 #include <RZFilterFunc/filter/FilterUser.h>
 
 #include <random>
