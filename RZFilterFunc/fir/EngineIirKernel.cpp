@@ -24,7 +24,9 @@ double FixedOrderBlock(const double* a, const double* b, int /*order*/, double* 
         const double x = static_cast<double>(samples[i]);
         y = x * bl[0] + s[0];
         samples[i] = static_cast<float>(y);
+#if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC unroll 32
+#endif
         for (int k = 1; k < kOrder; ++k) {
             s[k - 1] = x * bl[k] + s[k] - al[k] * y;
         }

@@ -2,9 +2,10 @@
 
 namespace rzf::kernels {
 
-// How one FIR term is formed before it joins the double accumulator. The
-// operand order is kept as each caller writes it, so that even two NaN
-// operands give the same bits.
+// How one FIR term is formed before it joins the double accumulator, named as
+// each caller writes its product. (Which operand a product or sum passes on
+// when both are NaN is the compiler's choice for any commutative operation, in
+// the plain loops as here; every other bit is fixed.)
 enum class FirTerm {
     SampleTimesTap,        // s * b
     TapTimesSample,        // b * s

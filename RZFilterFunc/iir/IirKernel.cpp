@@ -23,7 +23,9 @@ void FixedOrderBlock(const double* b, const double* a, int /*order*/, double* st
         const double x = in[i];
         const double y = bl[0] * x + s[0];
         out[i] = static_cast<float>(y);
+#if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC unroll 32
+#endif
         for (int k = 1; k < kOrder; ++k) {
             s[k - 1] = bl[k] * x + s[k] - al[k] * y;
         }
