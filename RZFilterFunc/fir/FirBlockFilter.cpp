@@ -4,7 +4,44 @@
 
 #include "RZFilterFunc/fir/FirHistoryWindow.h"
 
+#if defined(__SSE2__) || defined(_M_X64)
+#include <emmintrin.h>
+#endif
+
 namespace rzf {
+namespace {
+
+// Float to double and back, four samples per step where SSE2 is there (the
+// packed conversions round exactly as the scalar ones).
+void Widen(const float* in, double* out, int n) {
+    int i = 0;
+#if defined(__SSE2__) || defined(_M_X64)
+    for (; i + 4 <= n; i += 4) {
+        const __m128 f = _mm_loadu_ps(in + i);
+        _mm_storeu_pd(out + i, _mm_cvtps_pd(f));
+        _mm_storeu_pd(out + i + 2, _mm_cvtps_pd(_mm_movehl_ps(f, f)));
+    }
+#endif
+    for (; i < n; ++i) {
+        out[i] = static_cast<double>(in[i]);
+    }
+}
+
+void Narrow(const double* in, float* out, int n) {
+    int i = 0;
+#if defined(__SSE2__) || defined(_M_X64)
+    for (; i + 4 <= n; i += 4) {
+        const __m128 lo = _mm_cvtpd_ps(_mm_loadu_pd(in + i));
+        const __m128 hi = _mm_cvtpd_ps(_mm_loadu_pd(in + i + 2));
+        _mm_storeu_ps(out + i, _mm_movelh_ps(lo, hi));
+    }
+#endif
+    for (; i < n; ++i) {
+        out[i] = static_cast<float>(in[i]);
+    }
+}
+
+}  // namespace
 
 int OverlapSafeBlock(const void* in, const void* out, int count, int elementSize, int block) {
     const std::uintptr_t from = reinterpret_cast<std::uintptr_t>(in);
@@ -30,15 +67,10 @@ void FilterFloatBlock(const kernels::FirSumsKernel& kernel, int length,
     window.Begin(delay);
     for (int pos = 0; pos < count;) {
         const int n = count - pos < block ? count - pos : block;
-        double* input = window.BlockInput();
-        for (int i = 0; i < n; ++i) {
-            input[i] = static_cast<double>(in[pos + i]);
-        }
+        Widen(in + pos, window.BlockInput(), n);
         double* sums = window.Sums();
         kernel.Process(window.Window(), sums, n);
-        for (int i = 0; i < n; ++i) {
-            out[pos + i] = static_cast<float>(sums[i]);
-        }
+        Narrow(sums, out + pos, n);
         pos += n;
         if (pos < count) {
             window.Advance(n);
