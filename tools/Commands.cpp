@@ -8,6 +8,7 @@
 
 #include "DefaultRun.h"
 #include "DesignCommand.h"
+#include "Messages.h"
 #include "OutputFile.h"
 #include "Plot.h"
 #include "StreamCommands.h"
@@ -20,90 +21,152 @@ constexpr int kKaiserCode = 100;  // not a designer method: routes to the Kaiser
 
 constexpr const char* kSelectHelp = "channels to process, numbered from 0 (default: all)";
 
-const std::map<std::string, int> kMethods = {
-    {"butterworth", 0},    {"cheby1", 1},          {"chebyshev1", 1}, {"cheby2", 2},
-    {"chebyshev2", 2},     {"window", 3},          {"fir", 3},        {"average", 5},
-    {"moving-average", 5}, {"kaiser", kKaiserCode}};
+const std::map<std::string, int> kDesignerMethods = {
+    {"butterworth", 0}, {"cheby1", 1}, {"chebyshev1", 1}, {"cheby2", 2},        {"chebyshev2", 2},
+    {"window", 3},      {"fir", 3},    {"average", 5},    {"moving-average", 5}};
 const std::map<std::string, int> kBands = {{"lowpass", 1},  {"highpass", 2}, {"bandpass", 3},
                                            {"bandstop", 4}, {"lp", 1},       {"hp", 2},
                                            {"bp", 3},       {"bs", 4}};
 const std::map<std::string, int> kWindows = {{"rect", 0},    {"rectangular", 0}, {"hann", 1},
                                              {"hamming", 2}, {"triangular", 4},  {"blackman", 5}};
 
+// What f1..f4 mean, shown under the help of every command that designs.
+constexpr const char* kDesignerEdges = R"(
+Band edges f1..f4 (Hz) by method and band type:
+  butterworth, cheby1, cheby2 (take --ripple and --atten; the order is estimated):
+    lowpass   f1 pass edge, f2 stop edge
+    highpass  f1 stop edge, f2 pass edge
+    bandpass  f1 lower stop, f2 lower pass, f3 upper pass, f4 upper stop
+    bandstop  f1 lower pass, f2 lower stop, f3 upper stop, f4 upper pass
+  window (takes -n and -w):
+    lowpass, highpass: f1 cut-off; bandpass, bandstop: f1 lower and f2 upper cut-off
+  average (takes -n, the length): f1 is only checked against fs/2.56
+The designer checks all four edges even where a method uses fewer: each must be
+above 0, and the highest edge used must not exceed fs/2.56.
+)";
+
+constexpr const char* kKaiserEdges = R"(  kaiser (takes --atten in whole dB, and --transition):
+    lowpass   f1 pass edge, f2 stop edge (f1 < f2)
+    highpass  f2 stop edge, f1 pass edge (f2 < f1)
+    bandpass  f2 lower stop, f1 lower pass, f4 upper pass, f3 upper stop
+    bandstop  f1 lower pass, f2 lower stop, f3 upper stop, f4 upper pass
+    with --transition W: f1 (and f2 for bandpass and bandstop) are the pass edges,
+    and the stop edges lie W * fs/2 beyond them
+)";
+
+constexpr const char* kMainFooter = R"(
+Exit codes:
+  0  success
+  1  the library refused the specification or could not design a usable filter
+  2  usage: unknown option, missing or invalid value, unsuitable format choice
+  3  input/output: unreadable, truncated or malformed input, or a failed write
+  4  internal error (out of memory, unexpected failure)
+  A run stopped by SIGINT or SIGTERM removes its unfinished output and ends
+  through that signal (shells report 130 or 143).
+Library messages are shown in Chinese, as the library gives them, with an
+English gloss in parentheses. Recording commands read "-" as standard input and
+write "-" to standard output.
+)";
+
 struct DesignArgs {
     DesignSpec spec = DesignSpec::LibraryDefaults();
     int method = spec.method;
 };
 
-void AddSpecOptions(CLI::App* app, DesignArgs& a, bool withMethod) {
-    if (withMethod) {
-        app->add_option("-m,--method", a.method,
-                        "butterworth, cheby1, cheby2, window, average or kaiser")
-            ->transform(CLI::CheckedTransformer(kMethods, CLI::ignore_case))
-            ->option_text("METHOD (default butterworth)");
+void AddMethodOption(CLI::App* app, DesignArgs& a, bool withKaiser) {
+    std::map<std::string, int> methods = kDesignerMethods;
+    if (withKaiser) {
+        methods["kaiser"] = kKaiserCode;
     }
+    app->add_option("-m,--method", a.method,
+                    withKaiser ? "butterworth, cheby1, cheby2, window, average or kaiser"
+                               : "butterworth, cheby1, cheby2, window or average")
+        ->transform(CLI::CheckedTransformer(methods, CLI::ignore_case))
+        ->option_text("METHOD (default butterworth)");
+}
+
+void AddEdgeOptions(CLI::App* app, DesignArgs& a) {
     app->add_option("-b,--band", a.spec.band, "lowpass, highpass, bandpass or bandstop")
         ->transform(CLI::CheckedTransformer(kBands, CLI::ignore_case))
         ->option_text("BAND (default lowpass)");
     app->add_option("--fs", a.spec.fs, "sampling frequency (Hz)")->capture_default_str();
-    app->add_option("--f1", a.spec.f1, "lowest band edge (Hz)")->capture_default_str();
+    app->add_option("--f1", a.spec.f1, "first band edge (Hz); see the table below")
+        ->capture_default_str();
     app->add_option("--f2", a.spec.f2, "second band edge (Hz)")->capture_default_str();
     app->add_option("--f3", a.spec.f3, "third band edge (Hz)")->capture_default_str();
-    app->add_option("--f4", a.spec.f4, "highest band edge (Hz)")->capture_default_str();
-    app->add_option("--ripple", a.spec.ripple, "pass-band ripple (dB)")->capture_default_str();
-    app->add_option("--atten,--attenuation", a.spec.atten, "stop-band attenuation (dB)")
+    app->add_option("--f4", a.spec.f4, "fourth band edge (Hz)")->capture_default_str();
+}
+
+void AddDesignerOptions(CLI::App* app, DesignArgs& a) {
+    app->add_option("--ripple", a.spec.ripple, "IIR: pass-band ripple (dB)")->capture_default_str();
+    app->add_option("--atten,--attenuation", a.spec.atten, "IIR: stop-band attenuation (dB)")
         ->capture_default_str();
-    app->add_option("-n,--taps,--order", a.spec.taps,
-                    "FIR tap count / moving-average length (IIR orders are estimated)")
+    app->add_option("-n,--taps", a.spec.taps,
+                    "window: tap count (made odd); average: length. IIR orders are estimated")
         ->capture_default_str();
     app->add_option("-w,--window", a.spec.window,
-                    "window of the window FIR: rect, hann, hamming, triangular, blackman")
+                    "window FIR: rect, hann, hamming, triangular or blackman")
         ->transform(CLI::CheckedTransformer(kWindows, CLI::ignore_case))
         ->option_text("WINDOW (default rect)");
 }
 
-void AddKaiserOptions(CLI::App* app, DesignArgs& a) {
+void AddKaiserOptions(CLI::App* app, DesignArgs& a, bool withAtten) {
+    if (withAtten) {
+        app->add_option("--atten,--attenuation", a.spec.atten, "stop-band attenuation (dB, whole)")
+            ->capture_default_str();
+    }
     app->add_option("--transition", a.spec.transition,
-                    "Kaiser: transition width as a fraction of Nyquist; with it f1 (and f2 for "
-                    "band filters) are the pass-band edges, without it the width comes from "
-                    "f1 pass, f2 stop, f3 stop, f4 pass");
+                    "kaiser: transition width as a fraction of fs/2; see the table below");
 }
 
-DesignSpec Finish(DesignArgs& a) {
+DesignSpec Finish(const DesignArgs& a, bool kaiser) {
     DesignSpec s = a.spec;
-    s.kaiser = a.method == kKaiserCode;
-    s.method = s.kaiser ? 3 : a.method;
+    s.kaiser = kaiser || a.method == kKaiserCode;
+    s.method = s.kaiser ? DM_WINDOW_FIR : a.method;
     return s;
 }
 
 void AddStreamOptions(CLI::App* app, StreamOptions& o, const char* selectHelp) {
-    app->add_option("input", o.input, "recording to read")->required();
-    app->add_option("output", o.output, "file to write (same format)")->required();
+    app->add_option("input", o.input, "recording to read (- for standard input)")->required();
+    app->add_option("output", o.output, "file to write (- for standard output)")->required();
     app->add_option("-f,--format", o.format,
                     "int16, int32, float32, int24 (decimate only), csv, or auto (by extension)")
+        ->capture_default_str();
+    app->add_option("--out-format", o.outFormat,
+                    "same, or float32: integer input is filtered and written as float32, so "
+                    "results cannot wrap around (CSV and float input are unchanged)")
         ->capture_default_str();
     app->add_option("-c,--channels", o.channels,
                     "interleaved channels in a raw file (CSV: taken from the columns)");
     app->add_option("--block", o.blockFrames, "frames handed to the library per call")
         ->capture_default_str();
     app->add_option("-s,--select", o.selected, selectHelp)->delimiter(',');
+    app->add_flag("--progress", o.progress.forced,
+                  "show progress (share done, rate, time left) on stderr");
+    app->add_option("--progress-interval", o.progress.logInterval,
+                    "seconds between progress lines when stderr is not a terminal; long jobs "
+                    "report this way even without --progress (0: never)")
+        ->capture_default_str();
 }
 
 void Report(const StreamOptions& o, const StreamResult& r) {
-    std::printf("Wrote %s: %llu frames of %d channels (read %llu).\n", o.output.c_str(),
-                static_cast<unsigned long long>(r.framesOut), r.channels,
-                static_cast<unsigned long long>(r.framesIn));
+    // With the data on standard output, the report goes to stderr.
+    std::FILE* to = o.output == kStdStream ? stderr : stdout;
+    std::fprintf(to, "Wrote %s: %llu frames of %d channels (read %llu).\n",
+                 o.output == kStdStream ? "standard output" : o.output.c_str(),
+                 static_cast<unsigned long long>(r.framesOut), r.channels,
+                 static_cast<unsigned long long>(r.framesIn));
+    for (const std::string& note : r.notes) {
+        std::fprintf(to, "Note: %s.\n", note.c_str());
+    }
 }
-
-}  // namespace
-
-namespace {
 
 int Run(int argc, char** argv) {
     CLI::App app{
         "rzfilter: design digital filters, look at their response, and run recordings "
         "through them.\nWithout a command it designs the default specification, filters a "
         "built-in test signal and writes plots."};
+    app.footer(kMainFooter);
     std::string outDir = "rzfilter-out";
     app.add_option("-o,--out-dir", outDir, "where the default run writes its files")
         ->capture_default_str();
@@ -116,25 +179,35 @@ int Run(int argc, char** argv) {
     bool json = false;
     bool png = false;
     bool noFiles = false;
+    double dbRange = 0.0;
+    bool logFreq = false;
     auto addDesignOutputs = [&](CLI::App* cmd) {
         cmd->add_option("-o,--out-dir", designDir, "directory of the response files")
             ->capture_default_str();
         cmd->add_option("--name", designName, "base name of the response files")
             ->capture_default_str();
         cmd->add_flag("--png", png, "also write a PNG plot");
+        cmd->add_option("--db-range", dbRange,
+                        "depth of the plots' amplitude axis in dB (default: the stop-band "
+                        "attenuation plus 20 dB, or 100 dB)");
+        cmd->add_flag("--log-freq", logFreq, "plot against a logarithmic frequency axis");
         cmd->add_flag("--no-files", noFiles, "print the outcome only");
         cmd->add_flag("--json", json, "print the outcome as JSON");
+        cmd->footer(std::string(kDesignerEdges) + kKaiserEdges);
     };
     CLI::App* design = app.add_subcommand(
         "design", "design a filter, print it and write its response (CSV, SVG, PNG)");
-    AddSpecOptions(design, designArgs, true);
-    AddKaiserOptions(design, designArgs);
+    AddMethodOption(design, designArgs, true);
+    AddEdgeOptions(design, designArgs);
+    AddDesignerOptions(design, designArgs);
+    AddKaiserOptions(design, designArgs, false);
     addDesignOutputs(design);
     CLI::App* kaiser = app.add_subcommand(
         "kaiser", "Kaiser-window FIR design of the per-sample engine (same as design -m kaiser)");
-    AddSpecOptions(kaiser, designArgs, false);
-    AddKaiserOptions(kaiser, designArgs);
+    AddEdgeOptions(kaiser, designArgs);
+    AddKaiserOptions(kaiser, designArgs, true);
     addDesignOutputs(kaiser);
+    kaiser->footer(std::string("\nBand edges f1..f4 (Hz) by band type:\n") + kKaiserEdges);
 
     // filter
     DesignArgs filterArgs;
@@ -142,7 +215,10 @@ int Run(int argc, char** argv) {
     CLI::App* filter =
         app.add_subcommand("filter", "run a recording through the designed filter, per channel");
     AddStreamOptions(filter, filterOpt, kSelectHelp);
-    AddSpecOptions(filter, filterArgs, true);
+    AddMethodOption(filter, filterArgs, false);
+    AddEdgeOptions(filter, filterArgs);
+    AddDesignerOptions(filter, filterArgs);
+    filter->footer(kDesignerEdges);
 
     // bessel
     StreamOptions besselOpt;
@@ -153,6 +229,9 @@ int Run(int argc, char** argv) {
     AddStreamOptions(bessel, besselOpt, kSelectHelp);
     bessel->add_option("--fs", besselFs, "sampling frequency (Hz)")->required();
     bessel->add_option("--cutoff", cutoff, "cut-off frequency (Hz)")->required();
+    bessel->footer(
+        "\nThe library holds second-order sections for fixed (cut-off, rate) pairs only; a "
+        "pair it lacks is refused with the list of those it has.\n");
 
     // decimate
     StreamOptions decimOpt;
@@ -161,11 +240,15 @@ int Run(int argc, char** argv) {
     CLI::App* decimate = app.add_subcommand(
         "decimate", "lower the sampling rate by 2, 5, 10, 20, 50, 100, 200, 500 or 1000");
     AddStreamOptions(decimate, decimOpt,
-                     "channels to low-pass before decimating, numbered from 0 (default: all); "
-                     "the others keep the first samples of each block unfiltered");
+                     "channels to decimate, numbered from 0 (default: all); only these are "
+                     "written");
     decimate->add_option("-r,--ratio", ratio, "decimation ratio")->required();
     decimate->add_flag("--keep-start", keepStart,
                        "keep the start-up span of the output (dropped by default)");
+    decimate->footer(
+        "\nThe decimator's filters need a start-up span before their output is valid; it is "
+        "dropped\nunless --keep-start is given. The run reports the span and which input frame "
+        "each\noutput frame lines up with.");
 
     // integrate
     StreamOptions integOpt;
@@ -178,16 +261,19 @@ int Run(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
-        return app.exit(e);
+        // Help and version requests succeed; every parse failure is a usage error.
+        return app.exit(e) == 0 ? kExitOk : kExitUsage;
     }
 
     try {
         if (design->parsed() || kaiser->parsed()) {
-            DesignSpec spec = Finish(designArgs);
-            if (kaiser->parsed()) {
-                spec.kaiser = true;
-            }
+            const DesignSpec spec = Finish(designArgs, kaiser->parsed());
             DesignFiles files;
+            files.dbRange = dbRange;
+            files.logFreq = logFreq;
+            if (dbRange < 0.0) {
+                throw ToolError("--db-range must be above 0 dB", kExitUsage);
+            }
             if (!noFiles) {
                 EnsureDirectory(designDir);
                 files.csv = JoinPath(designDir, designName + ".csv");
@@ -199,20 +285,20 @@ int Run(int argc, char** argv) {
             return RunDesignCommand(spec, files, json);
         }
         if (filter->parsed()) {
-            Report(filterOpt, RunFilter(filterOpt, Finish(filterArgs)));
-            return 0;
+            Report(filterOpt, RunFilter(filterOpt, Finish(filterArgs, false)));
+            return kExitOk;
         }
         if (bessel->parsed()) {
             Report(besselOpt, RunBessel(besselOpt, besselFs, cutoff));
-            return 0;
+            return kExitOk;
         }
         if (decimate->parsed()) {
             Report(decimOpt, RunDecimate(decimOpt, ratio, keepStart));
-            return 0;
+            return kExitOk;
         }
         if (integrate->parsed()) {
             Report(integOpt, RunIntegrate(integOpt, integFs));
-            return 0;
+            return kExitOk;
         }
         return RunDefault(outDir);
     } catch (const ToolError& e) {
@@ -221,8 +307,8 @@ int Run(int argc, char** argv) {
         return e.ExitCode();
     } catch (const std::exception& e) {
         std::fflush(stdout);
-        std::fprintf(stderr, "rzfilter: %s\n", e.what());
-        return kExitIo;
+        std::fprintf(stderr, "rzfilter: internal error: %s\n", e.what());
+        return kExitInternal;
     }
 }
 
@@ -230,8 +316,10 @@ int Run(int argc, char** argv) {
 
 int RunCommandLine(int argc, char** argv) {
     // The library traces each refusal as raw GBK bytes; the tool reports the
-    // same message itself, converted to UTF-8, so the trace lines are dropped.
+    // same message itself, converted to UTF-8 with a gloss, so the trace
+    // lines are dropped.
     CRZPlatForm::SetTraceSink([](const char*, void*) {}, nullptr);
+    InstallInterruptCleanup();
     const int code = Run(argc, argv);
     ReleasePlotResources();
     return code;

@@ -73,7 +73,7 @@ int RunDefault(const std::string& outDir) {
     if (!outcome.accepted || !outcome.stable) {
         std::fflush(stdout);
         std::fprintf(stderr, "rzfilter: the default specification was refused: %s\n",
-                     outcome.message.c_str());
+                     ShownMessage(outcome).c_str());
         return kExitRefused;
     }
     DesignFiles files{JoinPath(outDir, "response.csv"), JoinPath(outDir, "response.svg"),

@@ -8,8 +8,9 @@
 #include <RZFilterFunc/RZFilterFunc.h>
 
 #include "Gbk.h"
+#include "Messages.h"
 #include "OutputFile.h"
-#include "Plot.h"
+#include "ResponsePlot.h"
 
 namespace rzft {
 
@@ -44,6 +45,11 @@ void DesignKaiser(const DesignSpec& spec, DesignOutcome& out) {
         return;
     }
     const int atten = static_cast<int>(spec.atten);
+    if (atten != spec.atten) {
+        out.warnings.push_back("the Kaiser design takes whole decibels: --atten " +
+                               std::to_string(spec.atten).substr(0, 8) + " is used as " +
+                               std::to_string(atten) + " dB");
+    }
     double* taps = nullptr;
     int count = 0;
     if (spec.transition > 0.0) {
@@ -163,6 +169,7 @@ DesignOutcome DesignWithLibrary(const DesignSpec& spec) {
     out.accepted = user.DesignFilter();
     out.stable = user.GetIsStability();
     out.message = GbkToUtf8(user.GetErrorMessage());
+    out.gloss = EnglishGloss(user.GetErrorMessage());
     ClassicFilter* filter = user.m_pFilter;
     if (filter == nullptr) {
         out.accepted = false;
@@ -185,6 +192,11 @@ DesignOutcome DesignWithLibrary(const DesignSpec& spec) {
     } else if (spec.method == DM_WINDOW_FIR) {
         out.order = filter->m_nLength;
         out.numerator = CopyArray(filter->GetNumerator(), out.order);
+        if (out.order != spec.taps) {
+            out.warnings.push_back(
+                "the window design uses an odd tap count: " + std::to_string(spec.taps) +
+                " taps requested, " + std::to_string(out.order) + " designed");
+        }
     } else {
         out.order = filter->GetCoefCount();
         out.numerator = CopyArray(filter->GetNumerator(), out.order);
@@ -279,6 +291,8 @@ nlohmann::json OutcomeJson(const DesignSpec& spec, const DesignOutcome& o,
     j["accepted"] = o.accepted;
     j["stable"] = o.stable;
     j["message"] = o.message;
+    j["message_en"] = o.gloss;
+    j["warnings"] = o.warnings;
     if (o.accepted && o.stable) {
         j["order"] = o.order;
         j["numerator"] = o.numerator;
@@ -307,10 +321,15 @@ nlohmann::json OutcomeJson(const DesignSpec& spec, const DesignOutcome& o,
 
 }  // namespace
 
+std::string ShownMessage(const DesignOutcome& o) {
+    return o.gloss.empty() ? o.message : o.message + " (" + o.gloss + ")";
+}
+
 void PrintDesignSummary(const DesignSpec& spec, const DesignOutcome& o) {
     std::printf("Design: %s\n", SpecLine(spec).c_str());
     if (!o.accepted || !o.stable) {
-        std::printf("Result: %s: %s\n", o.accepted ? "unusable" : "refused", o.message.c_str());
+        std::printf("Result: %s: %s\n", o.accepted ? "unusable" : "refused",
+                    ShownMessage(o).c_str());
         return;
     }
     std::printf("Result: accepted, stable\n");
@@ -327,7 +346,8 @@ void PrintDesignSummary(const DesignSpec& spec, const DesignOutcome& o) {
         PrintCoefficients("Denominator a[0..N]", o.denominator);
     }
     if (!o.response.freq.empty()) {
-        std::printf("Response: %zu points, %s; axes 0..%g Hz, %g..0 dB\n", o.response.freq.size(),
+        std::printf("Response: %zu points, %s; library axis limits 0..%g Hz, %g..0 dB\n",
+                    o.response.freq.size(),
                     o.response.fromLibrary ? "from the library" : "computed from the taps",
                     o.response.axisMaxFreq, o.response.axisMinDb);
     }
@@ -341,17 +361,22 @@ void WriteDesignFiles(const DesignSpec& spec, const DesignOutcome& o, const Desi
     if (!files.csv.empty()) {
         WriteResponseCsv(files.csv, o.response);
     }
-    if (!files.svg.empty()) {
-        PlotResponse(files.svg, o.response, title);
-    }
-    if (!files.png.empty()) {
-        PlotResponse(files.png, o.response, title);
+    ResponsePlotOptions options;
+    options.dbRange = files.dbRange;
+    options.logFreq = files.logFreq;
+    for (const std::string* plot : {&files.svg, &files.png}) {
+        if (!plot->empty()) {
+            PlotDesignResponse(*plot, spec, o, options, title);
+        }
     }
 }
 
 int RunDesignCommand(const DesignSpec& spec, const DesignFiles& files, bool json) {
     const DesignOutcome o = DesignWithLibrary(spec);
     const bool ok = o.accepted && o.stable;
+    for (const std::string& w : o.warnings) {
+        Warn(w);
+    }
     if (ok) {
         WriteDesignFiles(spec, o, files);
     }
@@ -370,7 +395,8 @@ int RunDesignCommand(const DesignSpec& spec, const DesignFiles& files, bool json
     if (!ok) {
         std::fflush(stdout);
         std::fprintf(stderr, "rzfilter: %s: %s\n",
-                     o.accepted ? "design unusable" : "specification refused", o.message.c_str());
+                     o.accepted ? "design unusable" : "specification refused",
+                     ShownMessage(o).c_str());
         return kExitRefused;
     }
     return 0;

@@ -34,7 +34,9 @@ struct DesignOutcome {
     bool accepted = false;  // passed validation
     bool stable = false;    // usable filter
     std::string message;    // UTF-8; empty when the design went through
-    int order = 0;          // IIR order, or FIR tap count
+    std::string gloss;      // English gloss of a library message; empty for the tool's own
+    std::vector<std::string> warnings;  // settings the design changed on its own
+    int order = 0;                      // IIR order, or FIR tap count
     std::vector<double> numerator;
     std::vector<double> denominator;  // empty for FIR designs
     double tapScale = 1.0;            // Kaiser taps are scaled for fixed point
@@ -52,7 +54,12 @@ struct DesignFiles {
     std::string csv;
     std::string svg;
     std::string png;
+    double dbRange = 0.0;  // amplitude axis depth of the plots; 0 chooses from the design
+    bool logFreq = false;  // logarithmic frequency axis
 };
+
+// The refusal as shown to the user: the message with its English gloss.
+std::string ShownMessage(const DesignOutcome& outcome);
 
 // Prints the human summary of a design to stdout.
 void PrintDesignSummary(const DesignSpec& spec, const DesignOutcome& outcome);

@@ -5,7 +5,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <optional>
 #include <system_error>
+
+#ifdef _WIN32
+#include <fcntl.h>
+#include <io.h>
+#endif
 
 namespace rzft {
 
@@ -74,6 +80,12 @@ SampleFormat ParseFormat(const std::string& name, const std::string& path) {
         return SampleFormat::Csv;
     }
     if (n == "auto") {
+        if (path == kStdStream) {
+            throw ToolError(
+                "standard input has no file name to tell its format by; give --format "
+                "int16|int32|float32|int24|csv",
+                kExitUsage);
+        }
         const std::string ext = Lower(std::filesystem::path(path).extension().string());
         if (ext == ".csv" || ext == ".txt") {
             return SampleFormat::Csv;
@@ -92,9 +104,46 @@ SampleFormat ParseFormat(const std::string& name, const std::string& path) {
         }
         throw ToolError("cannot tell the format of " + path +
                             " from its name; give --format int16|int32|float32|int24|csv",
-                        kExitIo);
+                        kExitUsage);
     }
-    throw ToolError("unknown sample format '" + name + "'", kExitIo);
+    throw ToolError("unknown sample format '" + name + "' (int16, int32, float32, int24, csv)",
+                    kExitUsage);
+}
+
+std::optional<SampleFormat> FormatOfExtension(const std::string& path, bool* rawFamily) {
+    const std::string ext = Lower(std::filesystem::path(path).extension().string());
+    *rawFamily = ext == ".raw" || ext == ".bin" || ext == ".dat" || ext == ".pcm";
+    if (ext == ".csv" || ext == ".txt") {
+        return SampleFormat::Csv;
+    }
+    if (ext == ".i16" || ext == ".s16") {
+        return SampleFormat::Int16;
+    }
+    if (ext == ".i32" || ext == ".s32") {
+        return SampleFormat::Int32;
+    }
+    if (ext == ".f32") {
+        return SampleFormat::Float32;
+    }
+    if (ext == ".i24" || ext == ".s24") {
+        return SampleFormat::Int24;
+    }
+    return std::nullopt;
+}
+
+std::string ExtensionMismatch(const std::string& path, SampleFormat written) {
+    if (path == kStdStream) {
+        return {};
+    }
+    bool rawFamily = false;
+    const std::optional<SampleFormat> named = FormatOfExtension(path, &rawFamily);
+    const bool writesCsv = written == SampleFormat::Csv;
+    if ((writesCsv && (rawFamily || (named && *named != SampleFormat::Csv))) ||
+        (!writesCsv && named && *named != written)) {
+        return path + " receives " + (writesCsv ? "CSV text" : FormatName(written) + " samples") +
+               ", which its extension does not suggest";
+    }
+    return {};
 }
 
 std::string FormatName(SampleFormat format) {
@@ -130,17 +179,26 @@ RawLayout LayoutOf(SampleFormat format) {
 
 FrameReader::FrameReader(const std::string& path, SampleFormat format, int channels)
     : m_path(path), m_format(format), m_layout(LayoutOf(format)), m_channels(channels) {
-    m_file = std::fopen(path.c_str(), "rb");
-    if (m_file == nullptr) {
-        throw ToolError("cannot open " + path + ": " + std::strerror(errno), kExitIo);
-    }
     std::error_code ec;
-    const auto size = std::filesystem::file_size(path, ec);
-    m_bytesTotal = ec ? 0 : static_cast<std::uint64_t>(size);
+    if (path == kStdStream) {
+#ifdef _WIN32
+        _setmode(_fileno(stdin), _O_BINARY);
+#endif
+        m_file = stdin;
+        m_ownsFile = false;
+        ec = std::make_error_code(std::errc::not_supported);  // size unknown
+    } else {
+        m_file = std::fopen(path.c_str(), "rb");
+        if (m_file == nullptr) {
+            throw ToolError("cannot open " + path + ": " + std::strerror(errno), kExitIo);
+        }
+        const auto size = std::filesystem::file_size(path, ec);
+        m_bytesTotal = ec ? 0 : static_cast<std::uint64_t>(size);
+    }
 
     if (format != SampleFormat::Csv) {
         if (channels < 1) {
-            throw ToolError("raw input needs --channels (at least 1)", kExitIo);
+            throw ToolError("raw input needs --channels (at least 1)", kExitUsage);
         }
         const std::uint64_t frameBytes = static_cast<std::uint64_t>(channels) * m_layout.width;
         if (!ec && m_bytesTotal % frameBytes != 0) {
@@ -173,7 +231,7 @@ FrameReader::FrameReader(const std::string& path, SampleFormat format, int chann
     } else if (m_channels != columns) {
         throw ToolError(path + " line " + std::to_string(m_line) + ": " + std::to_string(columns) +
                             " columns, but --channels is " + std::to_string(m_channels),
-                        kExitIo);
+                        kExitUsage);
     }
     if (numeric) {
         m_pendingLine = first;
@@ -184,7 +242,7 @@ FrameReader::FrameReader(const std::string& path, SampleFormat format, int chann
 }
 
 FrameReader::~FrameReader() {
-    if (m_file != nullptr) {
+    if (m_file != nullptr && m_ownsFile) {
         std::fclose(m_file);
     }
 }

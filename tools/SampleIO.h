@@ -16,6 +16,10 @@ enum class SampleFormat { Int16, Int32, Float32, Int24, Csv };
 // "int16", "int32", "float32", "int24", "csv", or "auto" (by file extension).
 SampleFormat ParseFormat(const std::string& name, const std::string& path);
 std::string FormatName(SampleFormat format);
+// A warning when the extension of the output path names another format than
+// the one written (CSV text into x.raw, float32 samples into x.i16); empty
+// when they agree or the extension says nothing.
+std::string ExtensionMismatch(const std::string& path, SampleFormat written);
 
 // How samples sit in the buffers handed to the library: its type code and
 // bytes per sample. CSV is carried as float samples.
@@ -29,6 +33,7 @@ RawLayout LayoutOf(SampleFormat format);
 class FrameReader {
 public:
     // channels: required for raw formats; for CSV 0 means "as many as columns".
+    // The path "-" reads standard input.
     FrameReader(const std::string& path, SampleFormat format, int channels);
     FrameReader(const FrameReader&) = delete;
     FrameReader& operator=(const FrameReader&) = delete;
@@ -53,6 +58,7 @@ private:
     RawLayout m_layout;
     int m_channels;
     std::FILE* m_file = nullptr;
+    bool m_ownsFile = true;  // false for standard input
     std::string m_header;
     std::string m_pendingLine;  // first CSV data row, read while probing for a header
     bool m_hasPending = false;

@@ -1,13 +1,15 @@
 #include "StreamCommands.h"
 
+#include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <functional>
 #include <limits>
+#include <memory>
 
 #include <RZFilterFunc/RZFilterFunc.h>
 
-#include "Gbk.h"
-#include "Progress.h"
+#include "Messages.h"
 #include "SampleIO.h"
 
 namespace rzft {
@@ -16,9 +18,15 @@ namespace {
 
 // Largest block handed to the library in one call.
 constexpr int kMaxBlockFrames = 1 << 20;
+// Largest 24-bit magnitude the decimator writes; beyond it, it clamps.
+constexpr double kInt24Limit = 8388607.0;
 
-using BlockFn = std::function<size_t(char* data, size_t frames)>;
-using SetupFn = std::function<void(int channels, const std::vector<bool>& selected)>;
+// One configured library object, fed in place: returns the frames it left at
+// the start of the buffer.
+using Processor = std::function<size_t(char* data, size_t frames)>;
+// Builds a processor for samples of the given layout.
+using ProcessorFactory = std::function<Processor(const RawLayout& layout, int channels,
+                                                 const std::vector<bool>& selected)>;
 
 std::vector<bool> SelectedMask(const StreamOptions& opt, int channels) {
     std::vector<bool> mask(static_cast<size_t>(channels), opt.selected.empty());
@@ -26,43 +34,230 @@ std::vector<bool> SelectedMask(const StreamOptions& opt, int channels) {
         if (c < 0 || c >= channels) {
             throw ToolError("channel " + std::to_string(c) + " does not exist (the input has " +
                                 std::to_string(channels) + " channels, numbered from 0)",
-                            kExitIo);
+                            kExitUsage);
         }
         mask[static_cast<size_t>(c)] = true;
     }
     return mask;
 }
 
+int ByteCount(size_t frames, int channels, int width) {
+    const size_t bytes = frames * static_cast<size_t>(channels) * static_cast<size_t>(width);
+    if (bytes > static_cast<size_t>(std::numeric_limits<int>::max())) {
+        throw ToolError("block too large for one library call; lower --block", kExitUsage);
+    }
+    return static_cast<int>(bytes);
+}
+
+bool IsInteger(SampleFormat f) {
+    return f == SampleFormat::Int16 || f == SampleFormat::Int32 || f == SampleFormat::Int24;
+}
+
+// Integer samples as the float values the library itself converts them to.
+void ToFloat(const char* raw, SampleFormat format, size_t samples, std::vector<char>& out) {
+    out.resize(std::max(out.size(), samples * sizeof(float)));
+    for (size_t i = 0; i < samples; ++i) {
+        float v = 0.0f;
+        if (format == SampleFormat::Int16) {
+            std::int16_t x;
+            std::memcpy(&x, raw + 2 * i, 2);
+            v = static_cast<float>(x);
+        } else if (format == SampleFormat::Int32) {
+            std::int32_t x;
+            std::memcpy(&x, raw + 4 * i, 4);
+            v = static_cast<float>(x);
+        } else {
+            const auto* b = reinterpret_cast<const unsigned char*>(raw + 3 * i);
+            std::int32_t x = b[0] | (b[1] << 8) | (b[2] << 16);
+            if ((b[2] & 0x80) != 0) {
+                x -= 1 << 24;
+            }
+            v = static_cast<float>(x);
+        }
+        std::memcpy(out.data() + i * sizeof(float), &v, sizeof v);
+    }
+}
+
+// Whether the value, truncated as the library truncates it, fits the type.
+bool FitsType(float v, SampleFormat format) {
+    const double d = std::trunc(static_cast<double>(v));
+    switch (format) {
+        case SampleFormat::Int16:
+            return d >= -32768.0 && d <= 32767.0;
+        case SampleFormat::Int32:
+            return d >= -2147483648.0 && d <= 2147483647.0;
+        case SampleFormat::Int24:
+            return d >= -kInt24Limit && d <= kInt24Limit;
+        default:
+            return true;
+    }
+}
+
+// Keeps the listed channels of each frame, in place.
+void KeepColumns(char* data, size_t frames, int channels, int width,
+                 const std::vector<int>& columns) {
+    const size_t in = static_cast<size_t>(channels) * static_cast<size_t>(width);
+    const size_t out = columns.size() * static_cast<size_t>(width);
+    for (size_t j = 0; j < frames; ++j) {
+        for (size_t k = 0; k < columns.size(); ++k) {
+            std::memmove(data + j * out + k * static_cast<size_t>(width),
+                         data + j * in + static_cast<size_t>(columns[k]) * width,
+                         static_cast<size_t>(width));
+        }
+    }
+}
+
+std::string CsvColumns(const std::string& header, const std::vector<int>& columns) {
+    if (header.empty()) {
+        return header;
+    }
+    std::vector<std::string> fields;
+    size_t start = 0;
+    for (;;) {
+        const size_t comma = header.find(',', start);
+        fields.push_back(header.substr(start, comma == std::string::npos ? comma : comma - start));
+        if (comma == std::string::npos) {
+            break;
+        }
+        start = comma + 1;
+    }
+    std::string out;
+    for (size_t k = 0; k < columns.size(); ++k) {
+        out += (k == 0 ? "" : ",") + fields[static_cast<size_t>(columns[k])];
+    }
+    return out;
+}
+
+// What a command adds to the streaming loop.
+struct StreamSetup {
+    ProcessorFactory make;
+    // Channels to write, in order; empty = all.
+    std::function<std::vector<int>(int channels, const std::vector<bool>& selected)> columns;
+};
+
+struct FirstSeen {
+    std::uint64_t count = 0;
+    std::uint64_t frame = 0;
+    int channel = 0;
+
+    void Add(std::uint64_t frameIndex, int ch) {
+        if (count++ == 0) {
+            frame = frameIndex;
+            channel = ch;
+        }
+    }
+};
+
 // Reads the input block by block, hands each block to the library in place,
 // and writes what it returns. The output appears only when everything went
-// through.
-StreamResult Stream(const StreamOptions& opt, const char* verb, const SetupFn& setup,
-                    const BlockFn& process) {
+// through. For integer output a second, float copy of the same processing
+// shows which results left the integer range.
+StreamResult Stream(const StreamOptions& opt, const char* verb, const StreamSetup& setup) {
     if (opt.blockFrames < 1 || opt.blockFrames > kMaxBlockFrames) {
         throw ToolError("--block must be between 1 and " + std::to_string(kMaxBlockFrames),
-                        kExitIo);
+                        kExitUsage);
     }
-    if (opt.input == opt.output) {
-        throw ToolError("the output must not overwrite the input", kExitIo);
+    if (opt.input == opt.output && opt.input != kStdStream) {
+        throw ToolError("the output must not overwrite the input", kExitUsage);
     }
-    const SampleFormat format = ParseFormat(opt.format, opt.input);
-    FrameReader reader(opt.input, format, opt.channels);
-    const int channels = reader.Channels();
-    setup(channels, SelectedMask(opt, channels));
+    if (opt.outFormat != "same" && opt.outFormat != "float32") {
+        throw ToolError("--out-format must be 'same' or 'float32'", kExitUsage);
+    }
+    const SampleFormat inFormat = ParseFormat(opt.format, opt.input);
+    const bool convert = opt.outFormat == "float32" && IsInteger(inFormat);
+    const SampleFormat outFormat = convert ? SampleFormat::Float32 : inFormat;
+    const RawLayout inLayout = LayoutOf(inFormat);
+    const RawLayout workLayout = convert ? LayoutOf(SampleFormat::Float32) : inLayout;
 
+    FrameReader reader(opt.input, inFormat, opt.channels);
+    const int channels = reader.Channels();
+    const std::vector<bool> selected = SelectedMask(opt, channels);
+    const Processor process = setup.make(workLayout, channels, selected);
+    const bool watchRange = IsInteger(outFormat);
+    const Processor shadow =
+        watchRange ? setup.make(LayoutOf(SampleFormat::Float32), channels, selected) : Processor();
+    std::vector<int> columns =
+        setup.columns ? setup.columns(channels, selected) : std::vector<int>();
+    if (columns.empty()) {
+        for (int c = 0; c < channels; ++c) {
+            columns.push_back(c);
+        }
+    }
+    const bool allColumns = static_cast<int>(columns.size()) == channels;
+
+    const std::string mismatch = ExtensionMismatch(opt.output, outFormat);
+    if (!mismatch.empty()) {
+        Warn(mismatch);
+    }
     OutputFile out(opt.output);
-    FrameWriter writer(out, format, channels, reader.Header());
-    Progress progress(verb, reader.BytesTotal());
+    FrameWriter writer(out, outFormat, static_cast<int>(columns.size()),
+                       CsvColumns(reader.Header(), columns));
+    Progress progress(verb, reader.BytesTotal(), opt.progress);
     StreamResult result;
-    result.channels = channels;
+    result.channels = static_cast<int>(columns.size());
+    FirstSeen nonFinite;
+    FirstSeen outOfRange;
+    FirstSeen badOutput;
     std::vector<char> block;
+    std::vector<char> work;
     for (;;) {
         const size_t frames = reader.Read(block, static_cast<size_t>(opt.blockFrames));
         if (frames == 0) {
             break;
         }
-        const size_t produced = process(block.data(), frames);
-        writer.Write(block.data(), produced);
+        const size_t samples = frames * static_cast<size_t>(channels);
+        if (inLayout.type == 1) {
+            for (size_t i = 0; i < samples; ++i) {
+                float v;
+                std::memcpy(&v, block.data() + i * sizeof v, sizeof v);
+                if (!std::isfinite(v)) {
+                    nonFinite.Add(result.framesIn + i / static_cast<size_t>(channels),
+                                  static_cast<int>(i % static_cast<size_t>(channels)));
+                }
+            }
+        }
+        char* data = block.data();
+        size_t produced = 0;
+        if (convert) {
+            ToFloat(block.data(), inFormat, samples, work);
+            // One spare frame, as the reader keeps for the decimator.
+            work.resize(std::max(work.size(), (samples + static_cast<size_t>(channels)) * 4));
+            data = work.data();
+            produced = process(data, frames);
+        } else {
+            if (watchRange) {
+                ToFloat(block.data(), inFormat, samples, work);
+                work.resize(std::max(work.size(), (samples + static_cast<size_t>(channels)) * 4));
+                shadow(work.data(), frames);
+            }
+            produced = process(data, frames);
+            if (watchRange) {
+                for (size_t j = 0; j < produced; ++j) {
+                    for (int c : columns) {
+                        float v;
+                        std::memcpy(&v, work.data() + (j * channels + c) * sizeof v, sizeof v);
+                        if (!FitsType(v, outFormat)) {
+                            outOfRange.Add(result.framesOut + j, c);
+                        }
+                    }
+                }
+            }
+        }
+        if (workLayout.type == 1) {
+            for (size_t j = 0; j < produced; ++j) {
+                for (int c : columns) {
+                    float v;
+                    std::memcpy(&v, data + (j * channels + c) * sizeof v, sizeof v);
+                    if (!std::isfinite(v)) {
+                        badOutput.Add(result.framesOut + j, c);
+                    }
+                }
+            }
+        }
+        if (!allColumns) {
+            KeepColumns(data, produced, channels, workLayout.width, columns);
+        }
+        writer.Write(data, produced);
         result.framesIn += frames;
         result.framesOut += produced;
         progress.Update(reader.BytesDone());
@@ -71,22 +266,40 @@ StreamResult Stream(const StreamOptions& opt, const char* verb, const SetupFn& s
         throw ToolError(opt.input + " holds no samples", kExitIo);
     }
     out.Commit();
-    return result;
-}
-
-int ByteCount(size_t frames, int channels, int width) {
-    const size_t bytes = frames * static_cast<size_t>(channels) * static_cast<size_t>(width);
-    if (bytes > static_cast<size_t>(std::numeric_limits<int>::max())) {
-        throw ToolError("block too large for one library call; lower --block", kExitIo);
+    progress.Finish(reader.BytesDone());
+    result.nonFinite = nonFinite.count;
+    result.outOfRange = outOfRange.count;
+    if (nonFinite.count > 0) {
+        Warn("the input holds " + std::to_string(nonFinite.count) +
+             " NaN or infinite samples (first: channel " + std::to_string(nonFinite.channel) +
+             ", frame " + std::to_string(nonFinite.frame) +
+             "); a filter that meets one carries it into every later output of that channel");
     }
-    return static_cast<int>(bytes);
+    if (badOutput.count > nonFinite.count) {
+        Warn(std::to_string(badOutput.count) + " output samples are NaN or infinite (first: " +
+             "channel " + std::to_string(badOutput.channel) + ", output frame " +
+             std::to_string(badOutput.frame) + ")" +
+             (nonFinite.count == 0 ? "; the input is finite, so the filter is numerically "
+                                     "unstable at these settings"
+                                   : ""));
+    }
+    if (outOfRange.count > 0) {
+        const bool clamps = outFormat == SampleFormat::Int24;
+        Warn(std::to_string(outOfRange.count) + " output samples left the " +
+             FormatName(outFormat) + " range and " +
+             (clamps ? "were clamped to +-8388607" : "wrapped around") + " (first: channel " +
+             std::to_string(outOfRange.channel) + ", output frame " +
+             std::to_string(outOfRange.frame) +
+             "); --out-format float32 writes the full values instead");
+    }
+    return result;
 }
 
 void RequireNot24(const StreamOptions& opt, const char* command) {
     if (ParseFormat(opt.format, opt.input) == SampleFormat::Int24) {
         throw ToolError(
             std::string("packed int24 samples are supported by decimate only, not by ") + command,
-            kExitIo);
+            kExitUsage);
     }
 }
 
@@ -97,16 +310,20 @@ StreamResult RunFilter(const StreamOptions& opt, const DesignSpec& spec) {
     if (spec.kaiser) {
         throw ToolError(
             "the frame filter designs through the filter designer; "
-            "the Kaiser method is available to 'design' only",
-            kExitRefused);
+            "the Kaiser method is available to 'design' and 'kaiser' only",
+            kExitUsage);
     }
-    CChnsFilterFunc chns;
-    RawLayout layout{};
-    int channelCount = 0;
-    auto setup = [&](int channels, const std::vector<bool>& selected) {
-        layout = LayoutOf(ParseFormat(opt.format, opt.input));
-        channelCount = channels;
-        if (!chns.Init(channels, layout.width, static_cast<float>(spec.fs))) {
+    // Settings the designer changes on its own (an even tap count made odd).
+    const DesignOutcome outcome = DesignWithLibrary(spec);
+    if (outcome.accepted && outcome.stable) {
+        for (const std::string& w : outcome.warnings) {
+            Warn(w);
+        }
+    }
+    StreamSetup setup;
+    setup.make = [&](const RawLayout& layout, int channels, const std::vector<bool>& selected) {
+        auto chns = std::make_shared<CChnsFilterFunc>();
+        if (!chns->Init(channels, layout.width, static_cast<float>(spec.fs))) {
             throw ToolError("the frame filter refused " + std::to_string(channels) + " channels",
                             kExitRefused);
         }
@@ -127,34 +344,60 @@ StreamResult RunFilter(const StreamOptions& opt, const DesignSpec& spec) {
             if (!selected[static_cast<size_t>(c)]) {
                 continue;
             }
-            chns.DesignFilter(c, &param);
-            ChannelFilter* ch = chns.m_ppChannels[c];
+            chns->DesignFilter(c, &param);
+            ChannelFilter* ch = chns->m_ppChannels[c];
             FilterUser* user = ch->m_pFilterUser;
             if (!ch->m_bEnabled || !user->GetIsStability()) {
-                std::string msg = GbkToUtf8(user->GetErrorMessage());
+                std::string msg = ShowLibraryMessage(user->GetErrorMessage());
                 if (msg.empty()) {
                     msg = "the design did not produce a usable filter";
                 }
                 throw ToolError("specification refused: " + msg, kExitRefused);
             }
         }
+        const int typeCode = layout.type;
+        const int width = layout.width;
+        return Processor([chns, typeCode, width, channels](char* data, size_t frames) {
+            const int bytes = ByteCount(frames, channels, width);
+            return static_cast<size_t>(chns->InputDataAndDeal(data, typeCode, bytes));
+        });
     };
-    auto process = [&](char* data, size_t frames) {
-        const int bytes = ByteCount(frames, channelCount, layout.width);
-        return static_cast<size_t>(chns.InputDataAndDeal(data, layout.type, bytes));
-    };
-    return Stream(opt, "filtering", setup, process);
+    return Stream(opt, "filtering", setup);
+}
+
+std::vector<std::pair<int, int>> BesselPairs() {
+    std::vector<std::pair<int, int>> pairs;
+    CChnsBesselFilterFun probe;
+    for (int decade = 1; decade <= 100000; decade *= 10) {
+        for (int step : {1, 2, 5}) {
+            const int rate = decade * step;
+            if (rate > 100000 || !probe.Init(1, 4, static_cast<float>(rate))) {
+                continue;
+            }
+            for (int cutoff = 1; cutoff <= rate / 2; ++cutoff) {
+                probe.DesignFilter(0, cutoff, true);
+                if (probe.m_ppChannels[0]->m_bEnabled) {
+                    pairs.emplace_back(cutoff, rate);
+                }
+            }
+        }
+    }
+    return pairs;
 }
 
 StreamResult RunBessel(const StreamOptions& opt, double fs, int cutoff) {
     RequireNot24(opt, "bessel");
-    CChnsBesselFilterFun bessel;
-    RawLayout layout{};
-    int channelCount = 0;
-    auto setup = [&](int channels, const std::vector<bool>& selected) {
-        layout = LayoutOf(ParseFormat(opt.format, opt.input));
-        channelCount = channels;
-        if (!bessel.Init(channels, layout.width, static_cast<float>(fs))) {
+    if (!(fs > 0.0) || fs > 2147483647.0) {
+        throw ToolError("--fs must be a sampling rate above 0 Hz", kExitUsage);
+    }
+    if (fs != std::trunc(fs)) {
+        Warn("the Bessel table is keyed by whole rates: --fs " + std::to_string(fs) +
+             " is looked up as " + std::to_string(static_cast<long long>(fs)) + " Hz");
+    }
+    StreamSetup setup;
+    setup.make = [&](const RawLayout& layout, int channels, const std::vector<bool>& selected) {
+        auto bessel = std::make_shared<CChnsBesselFilterFun>();
+        if (!bessel->Init(channels, layout.width, static_cast<float>(fs))) {
             throw ToolError("the Bessel filter refused " + std::to_string(channels) + " channels",
                             kExitRefused);
         }
@@ -162,73 +405,137 @@ StreamResult RunBessel(const StreamOptions& opt, double fs, int cutoff) {
             if (!selected[static_cast<size_t>(c)]) {
                 continue;
             }
-            bessel.DesignFilter(c, cutoff, true);
-            if (!bessel.m_ppChannels[c]->m_bEnabled) {
+            bessel->DesignFilter(c, cutoff, true);
+            if (!bessel->m_ppChannels[c]->m_bEnabled) {
+                std::string list;
+                for (const auto& [cut, rate] : BesselPairs()) {
+                    list += (list.empty() ? "" : ", ") + std::to_string(cut) + "/" +
+                            std::to_string(rate);
+                }
                 char buf[160];
                 std::snprintf(buf, sizeof buf,
-                              "no Bessel section for cut-off %d Hz at %g Hz sampling "
-                              "(the library holds a fixed table of pairs)",
+                              "no Bessel section for cut-off %d Hz at %g Hz sampling; the "
+                              "library holds these cut-off/rate pairs (Hz): ",
                               cutoff, fs);
-                throw ToolError(buf, kExitRefused);
+                throw ToolError(buf + list, kExitRefused);
             }
         }
+        const int typeCode = layout.type;
+        const int width = layout.width;
+        return Processor([bessel, typeCode, width, channels](char* data, size_t frames) {
+            const int bytes = ByteCount(frames, channels, width);
+            return static_cast<size_t>(bessel->InputDataAndDeal(data, typeCode, bytes));
+        });
     };
-    auto process = [&](char* data, size_t frames) {
-        const int bytes = ByteCount(frames, channelCount, layout.width);
-        return static_cast<size_t>(bessel.InputDataAndDeal(data, layout.type, bytes));
-    };
-    return Stream(opt, "filtering", setup, process);
+    return Stream(opt, "filtering", setup);
 }
+
+namespace {
+
+// Input frames by which the cascade's output lags the input: each stage is a
+// symmetric FIR of T taps, delaying by (T - 1) / 2 of its own input samples,
+// which are worth the product of the earlier factors in input frames.
+double CascadeDelay(const DecimRatioDesc& desc) {
+    double delay = 0.0;
+    double scale = 1.0;
+    for (int k = 0; k < desc.m_nStageCount; ++k) {
+        delay += (desc.m_pStage[k]->m_nTaps - 1) / 2.0 * scale;
+        scale *= desc.m_pStage[k]->m_nFactor;
+    }
+    return delay;
+}
+
+std::string Number(double v) {
+    char buf[32];
+    std::snprintf(buf, sizeof buf, "%g", v);
+    return buf;
+}
+
+}  // namespace
 
 StreamResult RunDecimate(const StreamOptions& opt, int ratio, bool keepStart) {
     if (!CFirFunc::IsActiveRatio(ratio)) {
         throw ToolError("decimation ratio " + std::to_string(ratio) +
                             " is not available (2, 5, 10, 20, 50, 100, 200, 500, 1000)",
-                        kExitRefused);
+                        kExitUsage);
     }
-    CFirFunc fir;
-    int channelCount = 0;
-    auto setup = [&](int channels, const std::vector<bool>& selected) {
-        const RawLayout layout = LayoutOf(ParseFormat(opt.format, opt.input));
-        channelCount = channels;
+    int span = 0;
+    double delay = 0.0;
+    StreamSetup setup;
+    setup.make = [&](const RawLayout& layout, int channels, const std::vector<bool>& selected) {
+        auto fir = std::make_shared<CFirFunc>();
         std::unique_ptr<bool[]> flags(new bool[static_cast<size_t>(channels)]);
         for (int c = 0; c < channels; ++c) {
             flags[static_cast<size_t>(c)] = selected[static_cast<size_t>(c)];
         }
         const int blockSamples = ByteCount(static_cast<size_t>(opt.blockFrames), channels, 1);
-        if (!fir.Init(channels, ratio, blockSamples, flags.get(), layout.type, !keepStart)) {
+        if (!fir->Init(channels, ratio, blockSamples, flags.get(), layout.type, !keepStart)) {
             throw ToolError("the decimator refused its set-up", kExitRefused);
         }
+        span = fir->GetDelChnCount();
+        delay = CascadeDelay(*fir->m_pRatioDesc);
+        return Processor([fir, channels](char* data, size_t frames) {
+            const int samples = ByteCount(frames, channels, 1);
+            const int written = fir->InputDataAndDeal(data, samples);
+            return static_cast<size_t>(written > 0 ? written / channels : 0);
+        });
     };
-    auto process = [&](char* data, size_t frames) {
-        const int samples = ByteCount(frames, channelCount, 1);
-        const int written = fir.InputDataAndDeal(data, samples);
-        return static_cast<size_t>(written > 0 ? written / channelCount : 0);
+    // Channels the decimator does not filter come out as the leading raw
+    // samples of each of its inner blocks, which depend on the block size; they
+    // are left out of the output.
+    setup.columns = [](int channels, const std::vector<bool>& selected) {
+        std::vector<int> cols;
+        for (int c = 0; c < channels; ++c) {
+            if (selected[static_cast<size_t>(c)]) {
+                cols.push_back(c);
+            }
+        }
+        return cols;
     };
-    return Stream(opt, "decimating", setup, process);
+    StreamResult r = Stream(opt, "decimating", setup);
+    const std::string ratioText = std::to_string(ratio);
+    if (keepStart) {
+        r.notes.push_back("kept the start-up span: the first " + std::to_string(span) +
+                          " output frames are the filters settling; output frame k lines up "
+                          "with input frame " +
+                          ratioText + "*k - " + Number(delay) + " (the filters' delay)");
+    } else {
+        r.notes.push_back("removed the start-up span of " + std::to_string(span) +
+                          " output frames (" + std::to_string(span * ratio) +
+                          " input frames): output frame k lines up with input frame " + ratioText +
+                          "*k + " + Number(span * ratio - delay) + " (" +
+                          std::to_string(span * ratio) + " removed, less the filters' delay of " +
+                          Number(delay) +
+                          "); --keep-start keeps it, so that frame k lines up with " + ratioText +
+                          "*k - " + Number(delay));
+    }
+    if (!opt.selected.empty()) {
+        r.notes.push_back("wrote only the selected channels, in input order");
+    }
+    return r;
 }
 
 StreamResult RunIntegrate(const StreamOptions& opt, double fs) {
     RequireNot24(opt, "integrate");
     if (!(fs > 0.0)) {
-        throw ToolError("integration needs a sampling frequency above 0 (--fs)", kExitRefused);
+        throw ToolError("integration needs a sampling frequency above 0 (--fs)", kExitUsage);
     }
-    CIntegralDiff integ;
-    auto setup = [&](int channels, const std::vector<bool>& selected) {
-        const RawLayout layout = LayoutOf(ParseFormat(opt.format, opt.input));
+    StreamSetup setup;
+    setup.make = [&](const RawLayout& layout, int channels, const std::vector<bool>& selected) {
+        auto integ = std::make_shared<CIntegralDiff>();
         std::vector<int> list;
         for (int c = 0; c < channels; ++c) {
             if (selected[static_cast<size_t>(c)]) {
                 list.push_back(c);
             }
         }
-        integ.InitDiff(0, channels, list, fs, layout.type, layout.width);
+        integ->InitDiff(0, channels, list, fs, layout.type, layout.width);
+        return Processor([integ](char* data, size_t frames) {
+            integ->ContinueIntegral(static_cast<int>(frames), data);
+            return frames;
+        });
     };
-    auto process = [&](char* data, size_t frames) {
-        integ.ContinueIntegral(static_cast<int>(frames), data);
-        return frames;
-    };
-    return Stream(opt, "integrating", setup, process);
+    return Stream(opt, "integrating", setup);
 }
 
 }  // namespace rzft

@@ -1,4 +1,5 @@
-# Script run by CTest: install, build a consumer, run it.
+# Script run by CTest: install, build a consumer with find_package and run it;
+# then move the prefix and build the same consumer with pkg-config.
 file(REMOVE_RECURSE ${WORK_DIR})
 set(prefix ${WORK_DIR}/prefix)
 
@@ -8,6 +9,7 @@ function(run)
     message(FATAL_ERROR "command failed (${rc}): ${ARGN}\n${out}\n${err}")
   endif()
   message(STATUS "${out}")
+  set(run_output "${out}" PARENT_SCOPE)
 endfunction()
 
 if(CONFIG)
@@ -30,3 +32,29 @@ run(${CMAKE_COMMAND} -S ${CONSUMER_SOURCE} -B ${WORK_DIR}/consumer -G ${GENERATO
 run(${CMAKE_COMMAND} --build ${WORK_DIR}/consumer)
 find_program(consumer consumer PATHS ${WORK_DIR}/consumer ${WORK_DIR}/consumer/Release NO_DEFAULT_PATH)
 run(${consumer})
+
+if(NOT PKG_CONFIG)
+  return()
+endif()
+# A user who unpacks or copies an install somewhere else: nothing in the .pc
+# file may still point at the prefix given at install time.
+set(moved ${WORK_DIR}/moved)
+file(RENAME ${prefix} ${moved})
+file(GLOB_RECURSE pcfiles ${moved}/*/pkgconfig/RZFilterFunc.pc)
+get_filename_component(pcdir ${pcfiles} DIRECTORY)
+set(ENV{PKG_CONFIG_PATH} ${pcdir})
+set(ENV{PKG_CONFIG_LIBDIR} ${pcdir})
+run(${PKG_CONFIG} --variable=includedir RZFilterFunc)
+string(STRIP "${run_output}" includedir)
+if(NOT EXISTS "${includedir}/RZFilterFunc/RZFilterFunc.h")
+  message(FATAL_ERROR "pkg-config includedir '${includedir}' does not hold the headers")
+endif()
+run(${PKG_CONFIG} --variable=libdir RZFilterFunc)
+string(STRIP "${run_output}" libdir)
+run(${PKG_CONFIG} --cflags --libs RZFilterFunc)
+separate_arguments(pc_flags UNIX_COMMAND "${run_output}")
+separate_arguments(extra_flags UNIX_COMMAND "${CXX_FLAGS}")
+set(exe ${WORK_DIR}/consumer-pkgconfig)
+run(${CXX_COMPILER} -std=c++17 ${extra_flags} ${CONSUMER_SOURCE}/main.cpp -o ${exe} ${pc_flags}
+    -Wl,-rpath,${libdir})
+run(${exe})

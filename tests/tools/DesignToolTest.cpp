@@ -131,6 +131,7 @@ struct Refusal {
     const char* args;
     bool accepted;  // validation passed, but the design is unusable
     const char* utf8;
+    const char* english;  // a word the gloss must hold
 };
 
 // Refused specifications: the library's message reaches the user as UTF-8
@@ -138,24 +139,29 @@ struct Refusal {
 // and no file is written.
 TEST(DesignTool, RefusalShowsUtf8MessageAndWritesNothing) {
     const std::vector<Refusal> refusals = {
-        {"--atten 10", false, "阻带衰减范围20-160dB！"},
-        {"--f1 150 --f2 140", false, "阻带边界频率应大于通带边界频率！"},
-        {"-m average --fs 512 --f1 201", false, "输入的频率应小于等于采样频率/2.56！"},
+        {"--atten 10", false, "阻带衰减范围20-160dB！", "between 20 and 160 dB"},
+        {"--f1 150 --f2 140", false, "阻带边界频率应大于通带边界频率！", "stop-band edge f2"},
+        {"-m average --fs 512 --f1 201", false, "输入的频率应小于等于采样频率/2.56！",
+         "sampling rate / 2.56"},
         {"-b bandpass --f1 100 --f2 90 --f3 150 --f4 190", false,
-         "通带下边界频率应大于阻带下边界频率！"},
-        {"--fs 0", false, "输入值必须大于0！"},
+         "通带下边界频率应大于阻带下边界频率！", "lower pass-band edge f2"},
+        {"--fs 0", false, "输入值必须大于0！", "greater than 0"},
         // The library's default Butterworth low-pass (fs 512, 100/140 Hz,
         // 0.3/40 dB) estimates 0.5 * log10(x2 / x1) / log10(1 / k) + 0.9 with
         // k = tan(100 pi / 512) / tan(140 pi / 512) = 0.607, about 12.8, so
         // order 12, above the low-pass limit of 10.
-        {"", true, "阶数太大，滤波器不稳定，返回"},
+        {"", true, "阶数太大，滤波器不稳定，返回", "outside the designer's range"},
     };
     for (const Refusal& ref : refusals) {
         SCOPED_TRACE(ref.utf8);
         const std::string dir = tooltest::FreshDir("design_refused");
         const tooltest::RunResult r = RunTool(std::string("design -o out --png ") + ref.args, dir);
         EXPECT_EQ(r.exitCode, 1);
-        EXPECT_NE(r.err.find(ref.utf8), std::string::npos) << r.err;
+        // The original message, then its English gloss in parentheses.
+        const size_t at = r.err.find(ref.utf8);
+        EXPECT_NE(at, std::string::npos) << r.err;
+        EXPECT_NE(r.err.find(std::string(ref.utf8) + " ("), std::string::npos) << r.err;
+        EXPECT_GT(r.err.find(ref.english), at) << r.err;
         EXPECT_TRUE(tooltest::IsUtf8(r.err) && tooltest::IsUtf8(r.out));
         EXPECT_TRUE(!std::filesystem::exists(dir + "/out") ||
                     tooltest::ListDir(dir + "/out").empty());
@@ -166,6 +172,7 @@ TEST(DesignTool, RefusalShowsUtf8MessageAndWritesNothing) {
         EXPECT_EQ(j.at("accepted").get<bool>(), ref.accepted);
         EXPECT_FALSE(j.at("stable").get<bool>());
         EXPECT_EQ(j.at("message").get<std::string>(), ref.utf8);
+        EXPECT_NE(j.at("message_en").get<std::string>().find(ref.english), std::string::npos);
     }
 }
 

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 
 #include "ToolTestSupport.h"
@@ -11,11 +12,11 @@ struct Point {
     double x, y;
 };
 
-// The drawn paths of an SVG (glyph outlines in <defs> left out), each as its
-// vertex list and whether it closes.
+// One drawn SVG path (glyph outlines in <defs> left out): its style and its
+// sub-paths, each a vertex list.
 struct Path {
-    std::vector<Point> pts;
-    bool closed = false;
+    std::string style;
+    std::vector<std::vector<Point>> parts;
 };
 
 std::vector<Path> DrawnPaths(const std::string& svg) {
@@ -23,35 +24,35 @@ std::vector<Path> DrawnPaths(const std::string& svg) {
     size_t pos = svg.find("</defs>");
     pos = pos == std::string::npos ? 0 : pos;
     while ((pos = svg.find("<path", pos)) != std::string::npos) {
-        const size_t d = svg.find(" d=\"", pos);
         const size_t end = svg.find('>', pos);
-        if (d == std::string::npos || d > end) {
-            pos = end;
+        const std::string tag = svg.substr(pos, end - pos);
+        pos = end;
+        const size_t d = tag.find(" d=\"");
+        if (d == std::string::npos) {
             continue;
         }
-        const size_t close = svg.find('"', d + 4);
-        const std::string data = svg.substr(d + 4, close - d - 4);
         Path p;
+        const size_t st = tag.find("style=\"");
+        if (st != std::string::npos) {
+            p.style = tag.substr(st + 7, tag.find('"', st + 7) - st - 7);
+        }
+        const std::string data = tag.substr(d + 4, tag.find('"', d + 4) - d - 4);
         const char* s = data.c_str();
         while (*s != '\0') {
-            while (*s == ' ') {
-                ++s;
-            }
             if (*s == 'M' || *s == 'L') {
+                if (*s == 'M') {
+                    p.parts.emplace_back();
+                }
                 char* e = nullptr;
                 const double x = std::strtod(s + 1, &e);
                 const double y = std::strtod(e, &e);
-                p.pts.push_back({x, y});
+                p.parts.back().push_back({x, y});
                 s = e;
-            } else if (*s == 'Z') {
-                p.closed = true;
+            } else {
                 ++s;
-            } else if (*s != '\0') {
-                ++s;  // curves do not occur outside glyphs
             }
         }
         paths.push_back(p);
-        pos = close;
     }
     return paths;
 }
@@ -71,62 +72,204 @@ Box Bounds(const std::vector<Point>& pts) {
     return b;
 }
 
-// The response plot holds two curves (amplitude above, phase below), each a
-// polyline through the response points, spanning 0 Hz to the last response
-// frequency on an axis that runs to the library's rounded limit.
-void CheckResponsePlot(const std::string& svgPath, double fs, int points, double axisMax) {
-    const std::vector<Path> paths = DrawnPaths(tooltest::ReadFile(svgPath));
-    std::vector<Box> curves;
+// The pieces of a response plot: panel frames (amplitude, pass-band zoom,
+// group delay, phase), curves by colour, shaded mask rectangles and dashed
+// band edges.
+struct ResponsePlot {
+    Box amp{}, zoom{}, delay{}, phase{};
+    std::vector<Point> ampCurve, delayCurve, phaseCurve;
+    std::vector<Box> ampMask, zoomMask;
+    std::vector<double> ampEdges;  // x of the dashed edge lines in the amplitude panel
+};
+
+bool Inside(const Box& in, const Box& b) {
+    return b.x0 >= in.x0 - 1e-6 && b.x1 <= in.x1 + 1e-6 && b.y0 >= in.y0 - 1e-6 &&
+           b.y1 <= in.y1 + 1e-6;
+}
+
+ResponsePlot ReadResponsePlot(const std::string& path) {
+    const std::vector<Path> paths = DrawnPaths(tooltest::ReadFile(path));
     std::vector<Box> frames;
     for (const Path& p : paths) {
-        // Vector output merges points closer than its resolution, so a curve
-        // keeps most, not all, of its points; grid paths have a few dozen.
-        if (p.pts.size() >= static_cast<size_t>(points) / 4) {
-            curves.push_back(Bounds(p.pts));
-        } else if (p.closed && p.pts.size() == 5) {
-            const Box b = Bounds(p.pts);
+        if (p.style.find("stroke:rgb(0%,0%,0%)") != std::string::npos && p.parts.size() >= 1 &&
+            p.parts[0].size() == 4) {
+            const Box b = Bounds(p.parts[0]);
             if ((b.x1 - b.x0) * (b.y1 - b.y0) > 10000.0) {
                 frames.push_back(b);
             }
         }
     }
-    ASSERT_EQ(curves.size(), 2u);
-    ASSERT_EQ(frames.size(), 2u);
-    std::sort(frames.begin(), frames.end(), [](const Box& a, const Box& b) { return a.y0 < b.y0; });
-    std::sort(curves.begin(), curves.end(), [](const Box& a, const Box& b) { return a.y0 < b.y0; });
-    const double lastFreq = (points - 1) * fs / (2.0 * points);
-    for (int k = 0; k < 2; ++k) {
-        const Box& f = frames[static_cast<size_t>(k)];
-        const Box& c = curves[static_cast<size_t>(k)];
-        const double pxPerHz = (f.x1 - f.x0) / axisMax;
-        EXPECT_NEAR(c.x0, f.x0, 1e-3);                       // starts at 0 Hz
-        EXPECT_NEAR(c.x1, f.x0 + lastFreq * pxPerHz, 1e-3);  // ends one step short of fs/2
-        EXPECT_GE(c.y0, f.y0 - 1e-6);                        // inside its panel
-        EXPECT_LE(c.y1, f.y1 + 1e-6);
+    ResponsePlot r;
+    EXPECT_EQ(frames.size(), 4u);
+    if (frames.size() != 4) {
+        return r;
     }
-    // The amplitude peaks at 0 dB, the top of its axis.
-    EXPECT_NEAR(curves[0].y0, frames[0].y0, 1e-3);
+    std::sort(frames.begin(), frames.end(), [](const Box& a, const Box& b) {
+        return a.y0 < b.y0 || (a.y0 == b.y0 && a.x0 < b.x0);
+    });
+    r.amp = frames[0];
+    r.zoom = frames[1];
+    r.delay = frames[2];
+    r.phase = frames[3];
+    for (const Path& p : paths) {
+        auto all = [&]() {
+            std::vector<Point> pts;
+            for (const auto& part : p.parts) {
+                pts.insert(pts.end(), part.begin(), part.end());
+            }
+            return pts;
+        };
+        if (p.style.find("stroke:rgb(0%,35%,75%)") != std::string::npos) {
+            const std::vector<Point> pts = all();
+            if (!pts.empty() && pts[0].y >= r.amp.y0 && pts[0].y <= r.amp.y1) {
+                r.ampCurve = pts;
+            }
+        } else if (p.style.find("stroke:rgb(10%,55%,20%)") != std::string::npos) {
+            r.delayCurve = all();
+        } else if (p.style.find("stroke:rgb(80%,25%,0%)") != std::string::npos) {
+            r.phaseCurve = all();
+        } else if (p.style.find("fill-opacity:0.22") != std::string::npos) {
+            for (const auto& part : p.parts) {
+                if (part.size() == 4) {
+                    const Box b = Bounds(part);
+                    (Inside(r.amp, b) ? r.ampMask : r.zoomMask).push_back(b);
+                }
+            }
+        } else if (p.style.find("stroke-dasharray") != std::string::npos) {
+            for (const auto& part : p.parts) {
+                if (part.size() == 2 && std::fabs(part[0].y - r.amp.y0) < 1e-6) {
+                    r.ampEdges.push_back(part[0].x);
+                }
+            }
+        }
+    }
+    return r;
 }
 
-TEST(PlotTool, ResponsePlotsHoldBothCurvesOverTheirRange) {
-    const std::string dir = tooltest::FreshDir("plot");
-    tooltest::RunResult r =
-        tooltest::RunTool("design --json -o . --png --fs 1000 --f1 100 --f2 200", dir);
-    ASSERT_EQ(r.exitCode, 0) << r.err;
-    FilterUser u;
-    u.setFilterParameter(1, 0, 100, 200, 300, 350, 1000, 51, 0.3, 40, 10);
-    ASSERT_TRUE(u.DesignFilter());
-    u.GetMaxMin();
-    EXPECT_EQ(u.m_dMaxValue, 500.0);  // last point 499.76 Hz rounds up to 500
-    CheckResponsePlot(dir + "/response.svg", 1000.0, u.m_pFilter->m_nRespCount, u.m_dMaxValue);
-    const std::string png = tooltest::ReadFile(dir + "/response.png");
-    ASSERT_GT(png.size(), 8u);
-    EXPECT_EQ(png.substr(1, 3), "PNG");
+double YOf(const Box& f, double lo, double hi, double v) {
+    return f.y1 - (v - lo) / (hi - lo) * (f.y1 - f.y0);
+}
 
-    // A 5-tap average at 512 Hz: last response point 255.875 Hz, the axis ends at 300.
-    r = tooltest::RunTool("design --json -o avg -m average --taps 5 --fs 512", dir);
-    ASSERT_EQ(r.exitCode, 0) << r.err;
-    CheckResponsePlot(dir + "/avg/response.svg", 512.0, 2048, 300.0);
+double XOf(const Box& f, double lo, double hi, double v) {
+    return f.x0 + (v - lo) / (hi - lo) * (f.x1 - f.x0);
+}
+
+// Vector output keeps coordinates in 1/256 pixel steps.
+constexpr double kPixel = 0.01;
+
+bool HasRect(const std::vector<Box>& rects, const Box& want) {
+    for (const Box& b : rects) {
+        if (std::fabs(b.x0 - want.x0) < kPixel && std::fabs(b.x1 - want.x1) < kPixel &&
+            std::fabs(b.y0 - want.y0) < kPixel && std::fabs(b.y1 - want.y1) < kPixel) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// Chebyshev I low-pass, fs 512 Hz, pass edge 100 Hz (0.3 dB), stop edge
+// 140 Hz (40 dB): the amplitude axis runs from -(40 + 20) dB to +5 dB (half a
+// 10 dB tick above 0), or from -100 to +10 dB with --db-range 100; the
+// frequency axis from 0 to fs/2 = 256 Hz. The mask shades the pass band below
+// -0.3 dB and the stop band above -40 dB; dashed lines mark 100 and 140 Hz.
+TEST(PlotTool, AmplitudeAxisAndMaskFollowTheSpecification) {
+    struct Case {
+        const char* extra;
+        double lo, hi;
+    };
+    for (const Case& c : {Case{"", -60.0, 5.0}, Case{" --db-range 100", -100.0, 10.0}}) {
+        SCOPED_TRACE(c.extra);
+        const std::string dir = tooltest::FreshDir("plot_mask");
+        const tooltest::RunResult run =
+            tooltest::RunTool(std::string("design -m cheby1 -o . --png") + c.extra, dir);
+        ASSERT_EQ(run.exitCode, 0) << run.err;
+        const ResponsePlot p = ReadResponsePlot(dir + "/response.svg");
+        ASSERT_FALSE(p.ampCurve.empty());
+        EXPECT_NEAR(Bounds(p.ampCurve).x0, p.amp.x0, kPixel);  // from 0 Hz
+        // The stop band's shading ends at the right edge: 256 Hz.
+        EXPECT_TRUE(HasRect(p.ampMask, {XOf(p.amp, 0, 256, 140), p.amp.y0, p.amp.x1,
+                                        YOf(p.amp, c.lo, c.hi, -40.0)}));
+        EXPECT_TRUE(HasRect(p.ampMask, {p.amp.x0, YOf(p.amp, c.lo, c.hi, -0.3),
+                                        XOf(p.amp, 0, 256, 100), p.amp.y1}));
+        ASSERT_EQ(p.ampEdges.size(), 2u);
+        EXPECT_NEAR(p.ampEdges[0], XOf(p.amp, 0, 256, 100), kPixel);
+        EXPECT_NEAR(p.ampEdges[1], XOf(p.amp, 0, 256, 140), kPixel);
+        // The zoom shows the -0.3 dB bound inside its frame.
+        bool ripple = false;
+        for (const Box& b : p.zoomMask) {
+            ripple = ripple || (b.y0 > p.zoom.y0 + 10.0 && b.y0 < p.zoom.y1 - 10.0 &&
+                                std::fabs(b.y1 - p.zoom.y1) < 1.0);
+        }
+        EXPECT_TRUE(ripple);
+        const std::string png = tooltest::ReadFile(dir + "/response.png");
+        ASSERT_GT(png.size(), 24u);
+        EXPECT_EQ(png.substr(1, 3), "PNG");
+        EXPECT_EQ(static_cast<unsigned char>(png[18]) * 256 + static_cast<unsigned char>(png[19]),
+                  1000);  // width
+    }
+}
+
+// The phase is drawn only where the amplitude is on its axis (above -60 dB
+// here): beyond that it is rounding noise. The library's own response says
+// where the gain falls below -60 dB.
+TEST(PlotTool, PhaseStopsWhereTheAmplitudeLeavesItsAxis) {
+    const std::string dir = tooltest::FreshDir("plot_phase");
+    ASSERT_EQ(tooltest::RunTool("design -m cheby1 -o .", dir).exitCode, 0);
+    double last = 0.0;
+    for (const auto& row : tooltest::ReadCsv(dir + "/response.csv")) {
+        if (row[1] >= -60.0) {
+            last = row[0];
+        }
+    }
+    ASSERT_GT(last, 140.0);
+    ASSERT_LT(last, 250.0);
+    const ResponsePlot p = ReadResponsePlot(dir + "/response.svg");
+    const Box phase = Bounds(p.phaseCurve);
+    EXPECT_NEAR(phase.x0, p.phase.x0, kPixel);
+    EXPECT_NEAR(phase.x1, XOf(p.phase, 0, 256, last), 0.5 / 256 * (p.phase.x1 - p.phase.x0) + 1.0);
+}
+
+// A 51-tap window FIR delays every frequency by 25 samples, 25 ms at 1 kHz:
+// a flat group-delay curve in the middle of its axis (24..26 ms). Without a
+// stop-band requirement the amplitude axis runs 100 dB deep, up to +10 dB.
+TEST(PlotTool, GroupDelayOfALinearPhaseFir) {
+    const std::string dir = tooltest::FreshDir("plot_delay");
+    ASSERT_EQ(tooltest::RunTool("design -m window -w hamming -n 51 --fs 1000 -o .", dir).exitCode,
+              0);
+    const ResponsePlot p = ReadResponsePlot(dir + "/response.svg");
+    ASSERT_FALSE(p.delayCurve.empty());
+    const Box d = Bounds(p.delayCurve);
+    EXPECT_NEAR(d.y0, YOf(p.delay, 24.0, 26.0, 25.0), 1e-2);
+    EXPECT_NEAR(d.y1, YOf(p.delay, 24.0, 26.0, 25.0), 1e-2);
+    EXPECT_NEAR(d.x0, p.delay.x0, kPixel);
+    // Its side lobes stay above -100 dB, so the amplitude curve spans the
+    // whole axis, 0 Hz to fs/2; the gain at 0 Hz is 0 dB within 0.1 dB.
+    EXPECT_NEAR(Bounds(p.ampCurve).x0, p.amp.x0, kPixel);
+    EXPECT_NEAR(Bounds(p.ampCurve).x1, p.amp.x1, kPixel);
+    EXPECT_NEAR(p.ampCurve.front().y, YOf(p.amp, -100.0, 10.0, 0.0),
+                0.1 / 110.0 * (p.amp.y1 - p.amp.y0));
+}
+
+// On a logarithmic axis a 0.5 Hz high-pass at 360 Hz is readable: the axis
+// starts a decade below the lowest edge, rounded down to a power of ten
+// (0.3 Hz / 10 -> 0.01 Hz), and ends at 180 Hz.
+TEST(PlotTool, LogFrequencyAxis) {
+    const std::string dir = tooltest::FreshDir("plot_log");
+    ASSERT_EQ(tooltest::RunTool("design -m cheby2 -b highpass --fs 360 --f1 0.3 --f2 0.5 "
+                                "--ripple 1 --atten 30 --log-freq -o .",
+                                dir)
+                  .exitCode,
+              0);
+    const ResponsePlot p = ReadResponsePlot(dir + "/response.svg");
+    ASSERT_EQ(p.ampEdges.size(), 2u);
+    auto logX = [&](double f) {
+        return p.amp.x0 + std::log10(f / 0.01) / std::log10(180.0 / 0.01) * (p.amp.x1 - p.amp.x0);
+    };
+    EXPECT_NEAR(p.ampEdges[0], logX(0.3), kPixel);
+    EXPECT_NEAR(p.ampEdges[1], logX(0.5), kPixel);
+    const Box curve = Bounds(p.ampCurve);
+    EXPECT_NEAR(curve.x0, p.amp.x0, kPixel);
+    EXPECT_NEAR(curve.x1, p.amp.x1, kPixel);
 }
 
 }  // namespace

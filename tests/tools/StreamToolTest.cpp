@@ -156,9 +156,10 @@ TEST(StreamTool, BlockSizeDoesNotChangeResults) {
     }
 }
 
-// Truncated, malformed or missing recordings (exit status 2) and a
-// specification the designer refuses (exit status 1): a clear message in
-// UTF-8, and neither the output nor a temporary left behind.
+// Truncated, malformed or missing recordings (exit status 3), option values
+// that do not fit the input (2) and a specification the designer refuses (1):
+// a clear message in UTF-8, and neither the output nor a temporary left
+// behind.
 TEST(StreamTool, BadInputOrRefusedSpecificationWritesNothing) {
     struct Case {
         std::string content;
@@ -167,18 +168,23 @@ TEST(StreamTool, BadInputOrRefusedSpecificationWritesNothing) {
         const char* expect;
     };
     const std::vector<Case> cases = {
-        {std::string(4001, '\x01'), "filter in out -f int16 -c 2 -m average", 2, "truncated"},
-        {std::string(6, '\0'), "integrate in out -f float32 -c 1 --fs 10", 2, "truncated"},
-        {std::string(3 * 2 * 100 + 4, '\0'), "decimate in out -f int24 -c 2 -r 2", 2, "truncated"},
-        {"a,b\n1,2\n3,x\n4,5\n", "filter in out -f csv -m average", 2,
+        {std::string(4001, '\x01'), "filter in out -f int16 -c 2 -m average", 3, "truncated"},
+        {std::string(6, '\0'), "integrate in out -f float32 -c 1 --fs 10", 3, "truncated"},
+        {std::string(3 * 2 * 100 + 4, '\0'), "decimate in out -f int24 -c 2 -r 2", 3, "truncated"},
+        {"a,b\n1,2\n3,x\n4,5\n", "filter in out -f csv -m average", 3,
          "line 3, column 2: 'x' is not a number"},
-        {"1,2\n3,4\n5\n", "integrate in out -f csv --fs 10", 2,
+        {"1,2\n3,4\n5\n", "integrate in out -f csv --fs 10", 3,
          "line 3: 1 columns where 2 were expected"},
-        {"", "integrate in out -f int16 -c 1 --fs 10", 2, "no samples"},
+        {"", "integrate in out -f int16 -c 1 --fs 10", 3, "no samples"},
+        {"1\n", "integrate nothere.csv out.csv --fs 10", 3, "cannot open nothere.csv"},
         {"1,2\n3,4\n", "integrate in out -f csv --fs 10 -s 0,2", 2, "channel 2 does not exist"},
         {std::string(12, '\0'), "filter in out -f int24 -c 2", 2, "decimate only"},
-        {"1\n", "integrate nothere.csv out.csv --fs 10", 2, "cannot open nothere.csv"},
-        {"1\n2\n3\n", "filter in out -f csv --fs 1000 --atten 170", 1, "阻带衰减范围20-160dB！"},
+        {"1\n", "filter in out", 2, "cannot tell the format of in"},
+        {"1\n", "filter in out -f csv --block 0", 2, "--block must be between"},
+        {"1\n", "filter in out -f csv --out-format int8", 2, "--out-format must be"},
+        {"1\n", "decimate in out -f csv -r 3", 2, "ratio 3 is not available"},
+        {"1\n2\n3\n", "filter in out -f csv --fs 1000 --atten 170", 1,
+         "阻带衰减范围20-160dB！ (the stop-band attenuation must be between 20 and 160 dB)"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.args);

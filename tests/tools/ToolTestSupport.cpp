@@ -1,7 +1,9 @@
 #include "ToolTestSupport.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cctype>
 #include <cmath>
@@ -33,7 +35,7 @@ std::string Quote(const std::string& s) {
 
 }  // namespace
 
-RunResult RunTool(const std::string& args, const std::string& dir) {
+RunResult RunTool(const std::string& args, const std::string& dir, const std::string& stdinFile) {
     const std::string outPath = dir + "/.stdout";
     const std::string errPath = dir + "/.stderr";
     std::string cmd = "cd " + Quote(dir) + " && " + Quote(RZF_TOOL_PATH);
@@ -41,12 +43,49 @@ RunResult RunTool(const std::string& args, const std::string& dir) {
     for (std::string w; words >> w;) {
         cmd += " " + Quote(w);
     }
-    cmd += " >" + Quote(outPath) + " 2>" + Quote(errPath) + " </dev/null";
+    cmd += " >" + Quote(outPath) + " 2>" + Quote(errPath) + " <" +
+           (stdinFile.empty() ? std::string("/dev/null") : Quote(stdinFile));
     const int status = std::system(cmd.c_str());
     RunResult r{WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(outPath), ReadFile(errPath)};
     fs::remove(outPath);
     fs::remove(errPath);
     return r;
+}
+
+Background StartTool(const std::string& args, const std::string& dir) {
+    std::vector<std::string> words{RZF_TOOL_PATH};
+    std::istringstream in(args);
+    for (std::string w; in >> w;) {
+        words.push_back(w);
+    }
+    int fds[2];
+    if (pipe(fds) != 0) {
+        return {};
+    }
+    const std::string outPath = dir + "/.stdout";
+    const std::string errPath = dir + "/.stderr";
+    const int pid = fork();
+    if (pid == 0) {
+        dup2(fds[0], 0);
+        close(fds[0]);
+        close(fds[1]);
+        const int out = open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        const int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        dup2(out, 1);
+        dup2(err, 2);
+        if (chdir(dir.c_str()) != 0) {
+            _exit(127);
+        }
+        std::vector<char*> argv;
+        for (std::string& w : words) {
+            argv.push_back(w.data());
+        }
+        argv.push_back(nullptr);
+        execv(argv[0], argv.data());
+        _exit(127);
+    }
+    close(fds[0]);
+    return {pid, fds[1]};
 }
 
 std::string ReadFile(const std::string& path) {

@@ -16,7 +16,18 @@ struct RunResult {
 // A fresh, empty directory for one test.
 std::string FreshDir(const std::string& name);
 // Runs the tool inside dir with space-separated arguments (paths relative to dir).
-RunResult RunTool(const std::string& args, const std::string& dir);
+// stdinFile (relative to dir) feeds standard input; empty means /dev/null.
+RunResult RunTool(const std::string& args, const std::string& dir,
+                  const std::string& stdinFile = "");
+
+// The tool started in the background inside dir, its standard input a pipe
+// the test holds open (so the tool waits for data); stdout and stderr go to
+// files in dir.
+struct Background {
+    int pid = -1;
+    int stdinFd = -1;
+};
+Background StartTool(const std::string& args, const std::string& dir);
 
 std::string ReadFile(const std::string& path);
 void WriteFile(const std::string& path, const std::string& bytes);

@@ -1,5 +1,6 @@
-// Builds against an installed RZFilterFunc through its CMake package and uses
-// only the exported interface.
+// Builds against an installed RZFilterFunc (through its CMake package, or a
+// plain compiler command line from pkg-config) and uses only the exported
+// interface.
 #include <RZFilterFunc/RZFilterFunc.h>
 
 #include <cstdio>
