@@ -240,6 +240,20 @@ inline float ToFloat(short v) {
 inline float ToFloat(int v) {
     return static_cast<float>(v);
 }
+inline bool Contiguous(const float*, int stride) {
+    return stride == 1;
+}
+template <typename T>
+inline bool Contiguous(const T*, int) {
+    return false;
+}
+inline float* AsFloats(float* data) {
+    return data;
+}
+template <typename T>
+inline float* AsFloats(T*) {
+    return nullptr;  // never reached: only float buffers are contiguous here
+}
 inline void Store(float& sample, float y) {
     sample = y;
 }
@@ -277,6 +291,12 @@ bool CFilter::FilterBlock(T* data, int count, int stride, int offset) {
     if (stride != 0 && m_pState != nullptr) {
         if (m_bIIR) {
             rzf::kernels::EngineIirKernel kernel;
+            if (kernel.Init(m_pCoefA, m_pCoefB, m_nCoefCount) && Contiguous(data, stride)) {
+                // Contiguous float samples are filtered where they are.
+                m_dLastOutput = kernel.Process(m_pState, AsFloats(data) + offset, count);
+                m_nIndex = m_nCoefCount - 1;
+                return true;
+            }
             if (kernel.Init(m_pCoefA, m_pCoefB, m_nCoefCount)) {
                 float block[kGatherBlock];
                 std::int64_t index = offset;
