@@ -8,7 +8,10 @@ endif()
 # Warnings for every target of this project.
 function(rzf_set_warnings target)
   if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
-    target_compile_options(${target} PRIVATE -Wall -Wextra)
+    # Shadowed names and silent narrowing (double to float or int, wide to
+    # narrow integers) hide mistakes in this arithmetic; intended conversions
+    # are spelled out with casts.
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Wshadow -Wconversion)
     if(RZF_WARNINGS_AS_ERRORS)
       target_compile_options(${target} PRIVATE -Werror)
     endif()

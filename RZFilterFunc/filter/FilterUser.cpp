@@ -1,41 +1,54 @@
 #include "RZFilterFunc/filter/FilterUser.h"
 
-#include <cstdint>
-#include <cstring>
-#include <vector>
+#include <memory>
+#include <string>
+#include <utility>
 
-#include "RZFilterFunc/base/DesignLimits.h"
-#include "RZFilterFunc/base/FilterMessages.h"
-#include "RZFilterFunc/filter/AverageFilter.h"
+#include "RZFilterFunc/base/FilterTypes.h"
+#include "RZFilterFunc/filter/DesignFactory.h"
+#include "RZFilterFunc/filter/RecordSmoother.h"
+#include "RZFilterFunc/filter/ResponseDisplay.h"
+#include "RZFilterFunc/filter/SpecValidation.h"
 #include "RZFilterFunc/fir/FirBlockFilter.h"
 #include "RZFilterFunc/fir/FirKernels.h"
-#include "RZFilterFunc/fir/WindowsFilter.h"
-#include "RZFilterFunc/iir/ButwcfFilter.h"
-#include "RZFilterFunc/iir/ChebyiFilter.h"
-#include "RZFilterFunc/iir/ChebyiiFilter.h"
 #include "RZFilterFunc/iir/IIRFilter.h"
 #include "RZFilterFunc/iir/IirKernel.h"
 #include "RZFilterFunc/platform/HardWareConfig.h"
-#include "RZFilterFunc/platform/MathConst.h"
-#include "RZFilterFunc/platform/NumericConvert.h"
 #include "RZFilterFunc/platform/RZPlatForm.h"
 
 namespace rzf {
 namespace {
 
-// Keeps the low 32 bits of v, as the 32-bit integer arithmetic of the axis
-// rounding does when it overflows (only reachable for infinite responses).
-std::int32_t Wrap32(std::int64_t v) {
-    const std::uint32_t bits = static_cast<std::uint32_t>(static_cast<std::uint64_t>(v));
-    std::int32_t out;
-    std::memcpy(&out, &bits, sizeof out);
-    return out;
-}
-
-// Shifts the delay line one place towards its end; the oldest value drops out.
-void ShiftDelayLine(double* s, int length) {
-    if (length > 1) {
-        std::memmove(s + 1, s, static_cast<std::size_t>(length - 1) * sizeof(double));
+// Hands the specification to the filter and designs it; returns the IIR order
+// (0 for the FIR methods).
+int DesignFromSpec(const FilterUser& user, ClassicFilter& filter) {
+    switch (user.m_nDesignMethod) {
+        case DM_BUTTERWORTH:
+        case DM_CHEBYSHEV1:
+        case DM_CHEBYSHEV2: {
+            auto& iir = static_cast<IIRFilter&>(filter);
+            iir.m_dSampleFreq = user.m_dSampleFreq;
+            iir.m_nBandType = user.m_nBandType;
+            iir.m_dFreq1 = user.m_dFreq1;
+            iir.m_dFreq2 = user.m_dFreq2;
+            iir.m_dFreq3 = user.m_dFreq3;
+            iir.m_dFreq4 = user.m_dFreq4;
+            iir.m_dPassRipple = user.m_dPassRipple;
+            iir.m_dStopAtten = user.m_dStopAtten;
+            return iir.DesignIIR();
+        }
+        case DM_WINDOW_FIR:
+            filter.m_dSampleFreq = user.m_dSampleFreq;
+            filter.m_nBandType = user.m_nBandType;
+            filter.m_dFreq1 = user.m_dFreq1;
+            filter.m_dFreq2 = user.m_dFreq2;
+            filter.DesignFIR(user.m_nFIRLength);
+            return 0;
+        case DM_AVERAGE:
+            filter.DesignFIR(user.m_nFIRLength);
+            return 0;
+        default:
+            return 0;
     }
 }
 
@@ -138,138 +151,26 @@ bool FilterUser::JudgeIsValidData() {
     if (m_pFilter == nullptr) {
         return false;
     }
-    const auto fail = [this](const auto& message) {
+    const rzf::SpecValues spec = {m_nDesignMethod, m_nBandType,   m_dSampleFreq,
+                                  m_dFreq1,        m_dFreq2,      m_dFreq3,
+                                  m_dFreq4,        m_dPassRipple, m_dStopAtten};
+    const rzf::SpecVerdict verdict = rzf::CheckSpec(spec, HardWareConfig::g_bIs7306K_FirFunc);
+    if (!verdict.valid) {
         m_pFilter->m_bStable = false;
-        m_pFilter->m_strError = rzf::msg::Text(message);
-        return false;
-    };
-
-    const int method = m_nDesignMethod;
-    const int band = m_nBandType;
-    const double fs = m_dSampleFreq;
-    const double f1 = m_dFreq1;
-    const double f2 = m_dFreq2;
-    const double f3 = m_dFreq3;
-    const double f4 = m_dFreq4;
-
-    if (method == DM_AVERAGE) {
-        if (!(fs > 0.0) || !(f1 > 0.0)) {
-            return fail(rzf::msg::kMustBePositive);
-        }
-        // The moving average keeps the conservative limit whatever the hardware.
-        if (f1 > rzf::DesignFrequencyLimit(fs)) {
-            return fail(rzf::msg::kFreqAboveFs256);
-        }
-        return true;
+        m_pFilter->m_strError = std::string(verdict.message);
     }
-
-    const bool iir = method < DM_WINDOW_FIR;
-    if (iir && (m_dStopAtten < 20.0 || m_dStopAtten > 160.0)) {
-        return fail(rzf::msg::kAttenRange);
-    }
-    if (!(fs > 0.0) || !(f1 > 0.0) || !(f2 > 0.0) || !(f3 > 0.0) || !(f4 > 0.0) ||
-        !(m_dPassRipple > 0.0) || !(m_dStopAtten > 0.0)) {
-        return fail(rzf::msg::kMustBePositive);
-    }
-
-    if (iir || method == DM_RESERVED) {
-        switch (band) {
-            case BAND_LOWPASS:
-                if (f1 >= f2) {
-                    return fail(rzf::msg::kLowpassEdges);
-                }
-                break;
-            case BAND_HIGHPASS:
-                if (f1 >= f2) {
-                    return fail(rzf::msg::kHighpassEdges);
-                }
-                break;
-            case BAND_BANDPASS:
-                if (f1 >= f2) {
-                    return fail(rzf::msg::kBandpassLower);
-                }
-                if (f3 >= f4) {
-                    return fail(rzf::msg::kBandpassUpper);
-                }
-                if (f2 >= f3) {
-                    return fail(rzf::msg::kPassUpperAboveLower);
-                }
-                break;
-            case BAND_BANDSTOP:
-                if (f1 >= f2) {
-                    return fail(rzf::msg::kBandstopLower);
-                }
-                if (f3 >= f4) {
-                    return fail(rzf::msg::kBandstopUpper);
-                }
-                if (f2 >= f3) {
-                    return fail(rzf::msg::kStopUpperAboveLower);
-                }
-                break;
-            default:
-                break;
-        }
-    }
-    // The window design uses f1 and f2 as its two cut-offs.
-    if (!iir && band >= BAND_BANDPASS && f1 >= f2) {
-        return fail(rzf::msg::kPassUpperAboveLower);
-    }
-
-    // Highest frequency the design will use.
-    double fmax;
-    if (iir) {
-        fmax = band >= BAND_BANDPASS ? f4 : f2;
-    } else {
-        fmax = band >= BAND_BANDPASS ? f2 : f1;
-    }
-    if (HardWareConfig::g_bIs7306K_FirFunc) {
-        if (fmax > fs * 0.5) {
-            return fail(rzf::msg::kFreqAboveFs20);
-        }
-    } else if (fmax > rzf::DesignFrequencyLimit(fs)) {
-        return fail(rzf::msg::kFreqAboveFs256);
-    }
-    return true;
+    return verdict.valid;
 }
 
 void FilterUser::GetNewFilter(DESIGN_METHOD method) {
     DisposeUserFilter();
-
-    ClassicFilter* filter = nullptr;
-    switch (static_cast<int>(method)) {
-        case DM_BUTTERWORTH:
-            filter = new ButwcfFilter();
-            break;
-        case DM_CHEBYSHEV1:
-            filter = new ChebyiFilter();
-            break;
-        case DM_CHEBYSHEV2:
-            filter = new ChebyiiFilter();
-            break;
-        case DM_WINDOW_FIR: {
-            auto* windowed = new WindowsFilter();
-            switch (m_nWindowType) {
-                case 0:
-                case 1:
-                case 2:
-                case 4:
-                case 5:
-                    windowed->m_nWindowType = m_nWindowType;
-                    break;
-                default:
-                    break;  // rectangular
-            }
-            filter = windowed;
-            break;
-        }
-        case DM_AVERAGE:
-            filter = new AverageFilter();
-            break;
-        default:
-            return;  // no filter class for this method
+    std::unique_ptr<ClassicFilter> filter =
+        rzf::MakeDesignFilter(static_cast<int>(method), m_nWindowType);
+    if (filter == nullptr) {
+        return;  // no filter class for this method
     }
-    m_filterOwner.reset(filter);
-    m_pFilter = filter;
+    m_pFilter = filter.get();
+    m_filterOwner = std::move(filter);
     m_pFilter->ResetDesign();
 }
 
@@ -289,36 +190,8 @@ bool FilterUser::DesignFilter() {
         return false;
     }
 
-    m_nIIROrder = 0;
-    switch (m_nDesignMethod) {
-        case DM_BUTTERWORTH:
-        case DM_CHEBYSHEV1:
-        case DM_CHEBYSHEV2: {
-            auto* iir = static_cast<IIRFilter*>(m_pFilter);
-            iir->m_dSampleFreq = m_dSampleFreq;
-            iir->m_nBandType = m_nBandType;
-            iir->m_dFreq1 = m_dFreq1;
-            iir->m_dFreq2 = m_dFreq2;
-            iir->m_dFreq3 = m_dFreq3;
-            iir->m_dFreq4 = m_dFreq4;
-            iir->m_dPassRipple = m_dPassRipple;
-            iir->m_dStopAtten = m_dStopAtten;
-            m_nIIROrder = iir->DesignIIR();
-            break;
-        }
-        case DM_WINDOW_FIR:
-            m_pFilter->m_dSampleFreq = m_dSampleFreq;
-            m_pFilter->m_nBandType = m_nBandType;
-            m_pFilter->m_dFreq1 = m_dFreq1;
-            m_pFilter->m_dFreq2 = m_dFreq2;
-            m_pFilter->DesignFIR(m_nFIRLength);
-            break;
-        case DM_AVERAGE:
-            m_pFilter->DesignFIR(m_nFIRLength);
-            break;
-        default:
-            break;
-    }
+    m_nIIROrder = 0;  // cleared first: a design that throws leaves no stale order
+    m_nIIROrder = rzf::DesignFromSpec(*this, *m_pFilter);
 
     // Computes the response now so that it is ready for display.
     int count = 0;
@@ -432,108 +305,22 @@ void FilterUser::FilterFir(const double* b, float* in, float* out, int count) {
 
 void FilterUser::PingJunFilter(float* in, int count, float sampleFreq, float cutoff, float* out) {
     const float ratio = cutoff * 2.0f / sampleFreq;
-    int taps = rzf::TruncToInt32(0.889892578125 / static_cast<double>(ratio));
-    if (taps < 10) {
-        taps = 10;
-    }
-    if (taps > 500) {
-        taps = 500;
-    }
-    if (count < 1 || in == nullptr || out == nullptr) {
-        return;
-    }
-    std::vector<float> coef(static_cast<std::size_t>(taps), 1.0f / static_cast<float>(taps));
-
-    if (count > 3 * taps) {
-        InputToFilter(in, count, coef.data(), taps, out);
-    } else if (count > taps) {
-        std::memmove(out, in, static_cast<std::size_t>(count) * sizeof(float));
-        Fir_Filter(out, count, coef.data(), taps);
-    } else {
-        for (int i = 0; i < count; ++i) {
-            out[i] = 0.0f;
-        }
-    }
+    rzf::SmoothRecord(in, count, rzf::SmootherTaps(ratio), out);
 }
 
 void FilterUser::InputToFilter(float* in, int count, float* coef, int taps, float* out) {
-    // The odd reflection needs more than 3 taps of input on each side.
-    if (in == nullptr || out == nullptr || coef == nullptr || taps < 1 ||
-        static_cast<std::int64_t>(count) <= 3 * static_cast<std::int64_t>(taps)) {
-        return;
-    }
-    const int pad = 3 * taps - 3;
-    // The padded record goes through Fir_Filter's int count; one that would not
-    // fit is left alone rather than overflow.
-    if (static_cast<std::int64_t>(count) + 2 * static_cast<std::int64_t>(pad) > INT32_MAX) {
-        return;
-    }
-    const int total = count + 2 * pad;
-
-    std::vector<float> ext(static_cast<std::size_t>(total));
-    for (int j = 0; j < pad; ++j) {
-        ext[j] = 2.0f * in[0] - in[pad - j];
-    }
-    for (int i = 0; i < count; ++i) {
-        ext[pad + i] = in[i];
-    }
-    for (int j = 0; j < pad; ++j) {
-        ext[pad + count + j] = 2.0f * in[count - 1] - in[count - 2 - j];
-    }
-    Fir_Filter(ext.data(), total, coef, taps);
-
-    std::vector<float> rev(static_cast<std::size_t>(total));
-    for (int i = 0; i < total; ++i) {
-        rev[i] = ext[total - 1 - i];
-    }
-    Fir_Filter(rev.data(), total, coef, taps);
-
-    for (int i = 0; i < count; ++i) {
-        out[i] = rev[total - pad - 1 - i];
-    }
+    rzf::FilterZeroPhase(in, count, coef, taps, out);
 }
 
 void FilterUser::Fir_Filter(float* data, int count, float* coef, int taps) {
-    if (data == nullptr || coef == nullptr || taps < 1 || count < 1) {
-        return;
-    }
-    std::vector<double> d(static_cast<std::size_t>(taps), 0.0);
-    for (int i = 0; i < count; ++i) {
-        d[0] = data[i];
-        double y = 0.0;
-        for (int k = 0; k < taps; ++k) {
-            y += static_cast<double>(coef[k]) * d[k];
-        }
-        data[i] = static_cast<float>(y);
-        rzf::ShiftDelayLine(d.data(), taps);
-    }
+    rzf::FilterInPlace(data, count, coef, taps);
 }
 
 void FilterUser::getUnwrapedPhase() {
     if (m_pFilter == nullptr) {
         return;
     }
-    double* p = m_pFilter->m_pPhase;
-    const int n = m_pFilter->m_nRespCount;
-    // Fewer than two points (n < 2 rather than n - 1 < 1, which overflows for
-    // the most negative count).
-    if (p == nullptr || n < 2) {
-        return;
-    }
-    // The designs' phase is a one-argument arctangent: its jumps are of pi.
-    const double half = rzf::kPi / 2.0;
-    for (int i = 0; i < n - 1; ++i) {
-        const double d = p[i] - p[i + 1];
-        if (d > half) {
-            for (int j = i + 1; j < n; ++j) {
-                p[j] += rzf::kPi;
-            }
-        } else if (d < -half) {
-            for (int j = i + 1; j < n; ++j) {
-                p[j] -= rzf::kPi;
-            }
-        }
-    }
+    rzf::UnwrapPhase(m_pFilter->m_pPhase, m_pFilter->m_nRespCount);
 }
 
 void FilterUser::InitDes(FilterUser& target) {
@@ -567,32 +354,12 @@ void FilterUser::GetMaxMin() {
     if (m_pFilter == nullptr) {
         return;
     }
-    const double* amplitude = m_pFilter->m_pAmplitude;
-    if (amplitude == nullptr) {
+    if (m_pFilter->m_pAmplitude == nullptr) {
         m_pFilter->m_bStable = false;
         return;
     }
-    const double* freq = m_pFilter->m_pFreqAxis;
-    double lo = 0.0;
-    double hi = 0.0;
-    for (int i = 0; i < m_pFilter->m_nRespCount; ++i) {
-        if (amplitude[i] < lo) {
-            lo = amplitude[i];
-        }
-        if (freq != nullptr && freq[i] > hi) {
-            hi = freq[i];
-        }
-    }
-
-    // Truncate first, then round outwards to a multiple of 50.
-    const std::int64_t low = rzf::TruncToInt32(lo);
-    std::int64_t lowLimit = (low / 50) * 50;
-    if (lowLimit != low) {
-        lowLimit -= 50;
-    }
-    m_dMinValue = rzf::Wrap32(lowLimit);
-
-    const std::int64_t high = rzf::TruncToInt32(hi);
-    const std::int64_t steps = high / 50;
-    m_dMaxValue = rzf::Wrap32(high % 50 == 0 ? steps * 50 : (steps + 1) * 50);
+    const rzf::AxisLimits limits = rzf::ComputeAxisLimits(
+        m_pFilter->m_pAmplitude, m_pFilter->m_pFreqAxis, m_pFilter->m_nRespCount);
+    m_dMinValue = limits.minValue;
+    m_dMaxValue = limits.maxValue;
 }

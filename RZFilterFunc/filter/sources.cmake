@@ -1,6 +1,10 @@
 list(APPEND RZF_SOURCES
   RZFilterFunc/filter/AverageFilter.cpp
-  RZFilterFunc/filter/FilterUser.cpp)
+  RZFilterFunc/filter/DesignFactory.cpp
+  RZFilterFunc/filter/FilterUser.cpp
+  RZFilterFunc/filter/RecordSmoother.cpp
+  RZFilterFunc/filter/ResponseDisplay.cpp
+  RZFilterFunc/filter/SpecValidation.cpp)
 list(APPEND RZF_PUBLIC_HEADERS
   RZFilterFunc/filter/AverageFilter.h
   RZFilterFunc/filter/FilterUser.h)

@@ -22,6 +22,29 @@ constexpr int kMinOrder = 3;
 constexpr int kMaxOrderLowHigh = 10;
 constexpr int kMaxOrderBand = 15;
 
+// The sectionCount sections of the order-N prototype, mapped to band with the
+// normalised edges f1, f2 and stored one after another (sectionLength each).
+void DigitalSections(int order, int sectionCount, int sectionLength, int band, double f1, double f2,
+                     std::vector<double>& nums, std::vector<double>& dens) {
+    const std::size_t stride = static_cast<std::size_t>(sectionLength);
+    nums.assign(static_cast<std::size_t>(sectionCount) * stride, 0.0);
+    dens.assign(static_cast<std::size_t>(sectionCount) * stride, 0.0);
+    for (int k = 1; k <= sectionCount; ++k) {
+        double an[kSectionCapacity] = {};
+        double ad[kSectionCapacity] = {};
+        double dn[kDigitalCapacity] = {};
+        double dd[kDigitalCapacity] = {};
+        ButwcfFilter::ButterworthSection(order, k, an, ad);
+        rzf::TransformSection(an, ad, kSectionCapacity, sectionLength, sectionLength, band, f1, f2,
+                              dn, dd);
+        dd[0] = 1.0;
+        for (std::size_t j = 0; j < stride; ++j) {
+            nums[static_cast<std::size_t>(k - 1) * stride + j] = dn[j];
+            dens[static_cast<std::size_t>(k - 1) * stride + j] = dd[j];
+        }
+    }
+}
+
 }  // namespace
 
 double ButwcfFilter::EstimateOrder(double x1, double x2, double k) {
@@ -73,8 +96,15 @@ int ButwcfFilter::DesignIIR() {
     int rc = 1;
     const double lowerPassEdge = m_dFreq1;
     if (band >= BAND_LOWPASS) {
-        rc = rzf::EstimateOrderFromSpec(&m_dFreq1, &m_dFreq2, &m_dFreq3, &m_dFreq4, fs,
-                                        m_dPassRipple, m_dStopAtten, band, &order, *this);
+        const rzf::OrderEstimate estimate = rzf::EstimateOrderFromSpec(
+            {m_dFreq1, m_dFreq2, m_dFreq3, m_dFreq4}, fs, m_dPassRipple, m_dStopAtten, band, *this);
+        if (estimate.estimated) {
+            // The design continues from the edges the estimate chose.
+            m_dFreq1 = estimate.edge1;
+            m_dFreq2 = estimate.edge2;
+            order = estimate.order;
+            rc = 0;
+        }
     }
     if (band == BAND_BANDSTOP) {
         m_dFreq1 = lowerPassEdge;
@@ -104,23 +134,9 @@ int ButwcfFilter::DesignIIR() {
         sectionLength = rzf::kBandSectionLength;
     }
 
-    const std::size_t stride = static_cast<std::size_t>(sectionLength);
-    std::vector<double> nums(static_cast<std::size_t>(sectionCount) * sectionLength, 0.0);
-    std::vector<double> dens(static_cast<std::size_t>(sectionCount) * sectionLength, 0.0);
-    for (int k = 1; k <= sectionCount; ++k) {
-        double an[kSectionCapacity] = {};
-        double ad[kSectionCapacity] = {};
-        double dn[kDigitalCapacity] = {};
-        double dd[kDigitalCapacity] = {};
-        ButterworthSection(order, k, an, ad);
-        rzf::TransformSection(an, ad, kSectionCapacity, sectionLength, sectionLength, band, f1, f2,
-                              dn, dd);
-        dd[0] = 1.0;
-        for (int j = 0; j < sectionLength; ++j) {
-            nums[static_cast<std::size_t>(k - 1) * stride + j] = dn[j];
-            dens[static_cast<std::size_t>(k - 1) * stride + j] = dd[j];
-        }
-    }
-    rzf::CombineSections(dens, nums, sectionCount, sectionLength, *this);
+    std::vector<double> nums;
+    std::vector<double> dens;
+    DigitalSections(order, sectionCount, sectionLength, band, f1, f2, nums, dens);
+    rzf::StoreSectionProduct(rzf::CombineSections(dens, nums, sectionCount, sectionLength), *this);
     return m_nFilterOrder;
 }

@@ -26,6 +26,53 @@ double Smaller(double a, double b) {
     return (a < b) ? a : b;
 }
 
+// Selectivity kc of the prototype from the edges q1..q4 (fractions of fs) and
+// the band edges lo, hi the mapping uses; 0 for band types outside 1..4.
+double Selectivity(int band, double q1, double q2, double q3, double q4, double lo, double hi) {
+    auto u = [](double x) { return std::tan(rzf::kPi * x); };
+    if (band == BAND_LOWPASS || band == BAND_HIGHPASS) {
+        return u(q2) / u(q1);
+    }
+    if (band == BAND_BANDPASS) {
+        const double ulo = u(lo);
+        const double uhi = u(hi);
+        const double a = std::fabs((u(q1) * u(q1) - ulo * uhi) / ((uhi - ulo) * u(q1)));
+        const double b = std::fabs((u(q4) * u(q4) - ulo * uhi) / ((uhi - ulo) * u(q4)));
+        return Smaller(a, b);
+    }
+    if (band == BAND_BANDSTOP) {
+        const double ulo = u(lo);
+        const double uhi = u(hi);
+        const double a = std::fabs(1.0 / ((u(q2) * u(q2) - ulo * uhi) / ((uhi - ulo) * u(q2))));
+        const double b = std::fabs(1.0 / ((u(q3) * u(q3) - ulo * uhi) / ((uhi - ulo) * u(q3))));
+        return Smaller(a, b);
+    }
+    return 0.0;
+}
+
+// The sectionCount sections of the filter's prototype, mapped to band with the
+// normalised edges lo, hi and stored one after another (sectionLength each).
+void DigitalSections(ChebshFilter& filter, int sectionCount, int sectionLength, int sectionDegree,
+                     int band, double kc, double stopGain, double lo, double hi,
+                     std::vector<double>& nums, std::vector<double>& dens) {
+    const std::size_t stride = static_cast<std::size_t>(sectionLength);
+    nums.assign(static_cast<std::size_t>(sectionCount) * stride, 0.0);
+    dens.assign(static_cast<std::size_t>(sectionCount) * stride, 0.0);
+    for (int i = 0; i < sectionCount; ++i) {
+        double an[kSectionCapacity] = {};
+        double ad[kSectionCapacity] = {};
+        double dn[kSectionCapacity] = {};
+        double dd[kSectionCapacity] = {};
+        filter.PrototypeSection(2 * sectionCount, i, kSectionCapacity - 1, kc, stopGain, an, ad);
+        rzf::TransformSection(an, ad, kSectionCapacity, sectionLength, sectionDegree, band, lo, hi,
+                              dn, dd);
+        for (std::size_t j = 0; j < stride; ++j) {
+            nums[static_cast<std::size_t>(i) * stride + j] = dn[j];
+            dens[static_cast<std::size_t>(i) * stride + j] = dd[j];
+        }
+    }
+}
+
 }  // namespace
 
 double ChebshFilter::EstimateOrder(double x1, double x2, double k) {
@@ -39,15 +86,14 @@ int ChebshFilter::DesignIIR() {
     const double fs = m_dSampleFreq;
     const bool lowHigh = band == BAND_LOWPASS || band == BAND_HIGHPASS;
 
-    // The estimate works on copies: the filter's edges stay as given.
-    double e1 = m_dFreq1;
-    double e2 = m_dFreq2;
-    double e3 = m_dFreq3;
-    double e4 = m_dFreq4;
+    // The filter's edges stay as given; only the order is taken.
     int order = 0;
     if (band >= BAND_LOWPASS) {
-        rzf::EstimateOrderFromSpec(&e1, &e2, &e3, &e4, fs, m_dPassRipple, m_dStopAtten, band,
-                                   &order, *this);
+        const rzf::OrderEstimate estimate = rzf::EstimateOrderFromSpec(
+            {m_dFreq1, m_dFreq2, m_dFreq3, m_dFreq4}, fs, m_dPassRipple, m_dStopAtten, band, *this);
+        if (estimate.estimated) {
+            order = estimate.order;
+        }
     }
     auto refuse = [this]() {
         m_bStable = false;
@@ -72,24 +118,7 @@ int ChebshFilter::DesignIIR() {
     const double q4 = m_dFreq4 / fs;
     const double lo = (band == BAND_LOWPASS || band == BAND_BANDSTOP) ? q1 : q2;
     const double hi = (band <= BAND_BANDPASS) ? q3 : q4;
-
-    auto u = [](double x) { return std::tan(rzf::kPi * x); };
-    double kc = 0.0;
-    if (lowHigh) {
-        kc = u(q2) / u(q1);
-    } else if (band == BAND_BANDPASS) {
-        const double ulo = u(lo);
-        const double uhi = u(hi);
-        const double a = std::fabs((u(q1) * u(q1) - ulo * uhi) / ((uhi - ulo) * u(q1)));
-        const double b = std::fabs((u(q4) * u(q4) - ulo * uhi) / ((uhi - ulo) * u(q4)));
-        kc = Smaller(a, b);
-    } else if (band == BAND_BANDSTOP) {
-        const double ulo = u(lo);
-        const double uhi = u(hi);
-        const double a = std::fabs(1.0 / ((u(q2) * u(q2) - ulo * uhi) / ((uhi - ulo) * u(q2))));
-        const double b = std::fabs(1.0 / ((u(q3) * u(q3) - ulo * uhi) / ((uhi - ulo) * u(q3))));
-        kc = Smaller(a, b);
-    }
+    const double kc = Selectivity(band, q1, q2, q3, q4, lo, hi);
     // An edge at 0 Hz or NaN that the estimate let through leaves no usable
     // selectivity: refuse rather than return a filter of zeros or NaN.
     if (!(kc > 0.0) || std::isinf(kc)) {
@@ -98,23 +127,11 @@ int ChebshFilter::DesignIIR() {
     m_nFilterOrder = sectionCount * sectionDegree;
     const double stopGain = std::pow(10.0, m_dStopAtten / 20.0);
 
-    const std::size_t stride = static_cast<std::size_t>(sectionLength);
-    std::vector<double> nums(static_cast<std::size_t>(sectionCount) * sectionLength, 0.0);
-    std::vector<double> dens(static_cast<std::size_t>(sectionCount) * sectionLength, 0.0);
-    for (int i = 0; i < sectionCount; ++i) {
-        double an[kSectionCapacity] = {};
-        double ad[kSectionCapacity] = {};
-        double dn[kSectionCapacity] = {};
-        double dd[kSectionCapacity] = {};
-        PrototypeSection(2 * sectionCount, i, kSectionCapacity - 1, kc, stopGain, an, ad);
-        rzf::TransformSection(an, ad, kSectionCapacity, sectionLength, sectionDegree, band, lo, hi,
-                              dn, dd);
-        for (int j = 0; j < sectionLength; ++j) {
-            nums[static_cast<std::size_t>(i) * stride + j] = dn[j];
-            dens[static_cast<std::size_t>(i) * stride + j] = dd[j];
-        }
-    }
-    rzf::CombineSections(dens, nums, sectionCount, sectionLength, *this);
+    std::vector<double> nums;
+    std::vector<double> dens;
+    DigitalSections(*this, sectionCount, sectionLength, sectionDegree, band, kc, stopGain, lo, hi,
+                    nums, dens);
+    rzf::StoreSectionProduct(rzf::CombineSections(dens, nums, sectionCount, sectionLength), *this);
     m_nLength = m_nFilterOrder + 1;
     return m_nFilterOrder;
 }

@@ -12,6 +12,34 @@ namespace {
 
 constexpr int kCoefCapacity = 200;
 
+// Rescales the n magnitudes to their peak and converts them to dB.
+void ToDecibelsOfPeak(double* amplitude, int n) {
+    // Peak magnitude: the last element of the ascending order, found by a scan.
+    double peak = amplitude[0];
+    for (int i = 1; i < n; ++i) {
+        if (amplitude[i] > peak) {
+            peak = amplitude[i];
+        }
+    }
+    for (int i = 0; i < n; ++i) {
+        amplitude[i] /= peak;
+    }
+    // Exact zeros take the next value so the logarithm stays finite; the last
+    // point has no successor and takes its predecessor's value.
+    for (int i = 0; i < n; ++i) {
+        if (amplitude[i] == 0.0) {
+            if (i + 1 < n) {
+                amplitude[i] = amplitude[i + 1];
+            } else if (i > 0) {
+                amplitude[i] = amplitude[i - 1];
+            }
+        }
+    }
+    for (int i = 0; i < n; ++i) {
+        amplitude[i] = 20.0 * std::log10(amplitude[i]);
+    }
+}
+
 }  // namespace
 
 IIRFilter::IIRFilter()
@@ -137,28 +165,5 @@ void IIRFilter::ComputeResponse() {
         m_pPhase[i] = (std::fabs(reH) < 1e-40) ? 0.0 : std::atan(imH / reH);
     }
 
-    // Peak magnitude: the last element of the ascending order, found by a scan.
-    double peak = m_pAmplitude[0];
-    for (int i = 1; i < n; ++i) {
-        if (m_pAmplitude[i] > peak) {
-            peak = m_pAmplitude[i];
-        }
-    }
-    for (int i = 0; i < n; ++i) {
-        m_pAmplitude[i] /= peak;
-    }
-    // Exact zeros take the next value so the logarithm stays finite; the last
-    // point has no successor and takes its predecessor's value.
-    for (int i = 0; i < n; ++i) {
-        if (m_pAmplitude[i] == 0.0) {
-            if (i + 1 < n) {
-                m_pAmplitude[i] = m_pAmplitude[i + 1];
-            } else if (i > 0) {
-                m_pAmplitude[i] = m_pAmplitude[i - 1];
-            }
-        }
-    }
-    for (int i = 0; i < n; ++i) {
-        m_pAmplitude[i] = 20.0 * std::log10(m_pAmplitude[i]);
-    }
+    ToDecibelsOfPeak(m_pAmplitude, n);
 }

@@ -16,8 +16,6 @@ namespace rzf {
 
 namespace {
 
-constexpr int kCoefCapacity = 200;
-
 double IntPow(double x, int n) {
     double r = 1.0;
     for (int i = 0; i < n; ++i) {
@@ -41,37 +39,39 @@ double Larger(double a, double b) {
 
 }  // namespace
 
-int EstimateOrderFromSpec(double* e1, double* e2, double* e3, double* e4, double fs, double ap,
-                          double as, int bandType, int* order, IIRFilter& filter) {
+OrderEstimate EstimateOrderFromSpec(const BandEdges& edges, double fs, double ap, double as,
+                                    int bandType, IIRFilter& estimator) {
+    OrderEstimate result = {false, 0, edges.f1, edges.f2};
     if (bandType > BAND_BANDSTOP || bandType < BAND_LOWPASS) {
-        return 1;
+        return result;
     }
-    const double t1 = std::tan(kPi * *e1 / fs);
-    const double t2 = std::tan(kPi * *e2 / fs);
+    const double t1 = std::tan(kPi * edges.f1 / fs);
+    const double t2 = std::tan(kPi * edges.f2 / fs);
     const double x1 = std::pow(10.0, ap / 10.0) - 1.0;
     const double x2 = std::pow(10.0, as / 10.0) - 1.0;
     double k = t1 / t2;
 
     if (bandType == BAND_HIGHPASS) {
-        *e1 = *e2;
-        *e2 = 0.0;
+        result.edge1 = edges.f2;
+        result.edge2 = 0.0;
     } else if (bandType == BAND_BANDPASS) {
-        const double t3 = std::tan(kPi * *e3 / fs);
-        const double t4 = std::tan(kPi * *e4 / fs);
+        const double t3 = std::tan(kPi * edges.f3 / fs);
+        const double t4 = std::tan(kPi * edges.f4 / fs);
         auto omega = [&](double t) { return (t * t - t2 * t3) / (t * (t3 - t2)); };
         k = Larger(omega(t3) / omega(t4), omega(t2) / omega(t1));
-        *e1 = *e2;
-        *e2 = *e3;
+        result.edge1 = edges.f2;
+        result.edge2 = edges.f3;
     } else if (bandType == BAND_BANDSTOP) {
-        const double t3 = std::tan(kPi * *e3 / fs);
-        const double t4 = std::tan(kPi * *e4 / fs);
+        const double t3 = std::tan(kPi * edges.f3 / fs);
+        const double t4 = std::tan(kPi * edges.f4 / fs);
         auto omega = [&](double t) { return t * (t4 - t1) / (t * t - t1 * t4); };
         k = Larger(omega(t1) / omega(t2), omega(t4) / omega(t3));
-        *e1 = *e2;
-        *e2 = *e4;
+        result.edge1 = edges.f2;
+        result.edge2 = edges.f4;
     }
-    *order = TruncToInt32(filter.EstimateOrder(x1, x2, k));
-    return 0;
+    result.order = TruncToInt32(estimator.EstimateOrder(x1, x2, k));
+    result.estimated = true;
+    return result;
 }
 
 SectionTransformResult TransformSection(const double* b, const double* a, int inCount, int outCount,
@@ -168,52 +168,69 @@ SectionTransformResult TransformSection(const double* b, const double* a, int in
     return kSectionDone;
 }
 
-int CombineSections(const std::vector<double>& dens, const std::vector<double>& nums,
-                    int sectionCount, int sectionLength, IIRFilter& filter) {
+SectionProduct CombineSections(const std::vector<double>& dens, const std::vector<double>& nums,
+                               int sectionCount, int sectionLength) {
+    SectionProduct product = {false, false, {}, {}};
     const int sectionDegree = sectionLength - 1;
-    if (sectionCount < 1 || sectionLength < 2 || sectionDegree * sectionCount + 1 > kCoefCapacity ||
-        dens.size() < static_cast<std::size_t>(sectionCount) * sectionLength ||
-        nums.size() < static_cast<std::size_t>(sectionCount) * sectionLength) {
-        return 0;
+    if (sectionCount < 1 || sectionLength < 2 ||
+        sectionDegree * sectionCount + 1 > kCoefficientCapacity ||
+        dens.size() <
+            static_cast<std::size_t>(sectionCount) * static_cast<std::size_t>(sectionLength) ||
+        nums.size() <
+            static_cast<std::size_t>(sectionCount) * static_cast<std::size_t>(sectionLength)) {
+        return product;
     }
-    std::vector<double> num(kCoefCapacity, 0.0);
-    std::vector<double> den(kCoefCapacity, 0.0);
-    for (int j = 0; j < sectionLength; ++j) {
+    std::vector<double>& num = product.numerator;
+    std::vector<double>& den = product.denominator;
+    num.assign(kCoefficientCapacity, 0.0);
+    den.assign(kCoefficientCapacity, 0.0);
+    for (std::size_t j = 0; j < static_cast<std::size_t>(sectionLength); ++j) {
         num[j] = nums[j];
         den[j] = dens[j];
     }
     for (int i = 0; i + 1 < sectionCount; ++i) {
         const int productLength = (i + 2) * sectionDegree + 1;
-        const std::size_t at = static_cast<std::size_t>(i + 1) * sectionLength;
+        const std::size_t at =
+            static_cast<std::size_t>(i + 1) * static_cast<std::size_t>(sectionLength);
         PolyMultiply(nums.data() + at, sectionLength, num.data(), productLength, num.data());
         PolyMultiply(dens.data() + at, sectionLength, den.data(), productLength, den.data());
     }
-
-    // Both arrays are filled before either replaces the filter's own.
-    std::unique_ptr<double[]> numerator = MakeArray<double>(kCoefCapacity);
-    std::unique_ptr<double[]> denominator = MakeArray<double>(kCoefCapacity);
-    for (int j = 0; j < kCoefCapacity; ++j) {
-        numerator[j] = num[j];
-        denominator[j] = den[j];
-    }
-    ResetArray(filter.m_pNumerator, std::move(numerator));
-    ResetArray(filter.m_pDenominator, std::move(denominator));
+    product.formed = true;
 
     // Poles: roots of a0 z^D + a1 z^(D-1) + ... + aD.
     const int D = sectionDegree * sectionCount;
-    std::vector<double> reversed(D + 1);
-    for (int j = 0; j <= D; ++j) {
-        reversed[j] = den[D - j];
+    const std::size_t degree = static_cast<std::size_t>(D);
+    std::vector<double> reversed(degree + 1);
+    for (std::size_t j = 0; j <= degree; ++j) {
+        reversed[j] = den[degree - j];
     }
-    std::vector<double> re(D, 0.0);
-    std::vector<double> im(D, 0.0);
+    std::vector<double> re(degree, 0.0);
+    std::vector<double> im(degree, 0.0);
     PolyRoots(reversed.data(), D, re.data(), im.data(), 1e-30);
-    for (int j = 0; j < D; ++j) {
+    product.stable = true;
+    for (std::size_t j = 0; j < degree; ++j) {
         if (std::sqrt(re[j] * re[j] + im[j] * im[j]) > 1.0) {
-            return 0;
+            product.stable = false;
+            break;
         }
     }
-    return 1;
+    return product;
+}
+
+void StoreSectionProduct(const SectionProduct& product, IIRFilter& filter) {
+    if (!product.formed) {
+        return;
+    }
+    // Both arrays are filled before either replaces the filter's own.
+    const std::size_t capacity = static_cast<std::size_t>(kCoefficientCapacity);
+    std::unique_ptr<double[]> numerator = MakeArray<double>(capacity);
+    std::unique_ptr<double[]> denominator = MakeArray<double>(capacity);
+    for (std::size_t j = 0; j < capacity; ++j) {
+        numerator[j] = product.numerator[j];
+        denominator[j] = product.denominator[j];
+    }
+    ResetArray(filter.m_pNumerator, std::move(numerator));
+    ResetArray(filter.m_pDenominator, std::move(denominator));
 }
 
 }  // namespace rzf

@@ -28,12 +28,27 @@ enum SectionTransformResult : int {
     kSectionBadEdges = 5,       // edges outside (0, 0.5] or out of order
 };
 
-// Estimates the order for bandType (BAND_*) from the edges e1..e4 (Hz), fs,
-// Ap and As through filter.EstimateOrder, truncated toward zero (a NaN or
-// out-of-range estimate gives INT_MIN). Rewrites e1/e2 to the design edges.
-// Returns 0, or 1 (order untouched) when bandType is not a BAND_* code.
-int EstimateOrderFromSpec(double* e1, double* e2, double* e3, double* e4, double fs, double ap,
-                          double as, int bandType, int* order, IIRFilter& filter);
+// The four band edges (Hz), in ascending rank.
+struct BandEdges {
+    double f1;
+    double f2;
+    double f3;
+    double f4;
+};
+
+// Order estimate of a specification, with the two edges the design continues
+// from: the pass edge(s) that bound the band.
+struct OrderEstimate {
+    bool estimated;  // false when bandType is not a BAND_* code (nothing else set)
+    int order;       // truncated toward zero; INT_MIN for a NaN or out-of-range estimate
+    double edge1;    // design edges (Hz)
+    double edge2;
+};
+
+// Estimates the order for bandType (BAND_*) from the edges, fs, Ap and As
+// through estimator.EstimateOrder, which supplies the design's formula.
+OrderEstimate EstimateOrderFromSpec(const BandEdges& edges, double fs, double ap, double as,
+                                    int bandType, IIRFilter& estimator);
 
 // Maps one analog low-pass section (inCount coefficients of b and a, ascending
 // powers of s) to bandType (BAND_*) with the pre-warped normalised edges f1,
@@ -45,11 +60,26 @@ SectionTransformResult TransformSection(const double* b, const double* a, int in
                                         int maxDegree, int bandType, double f1, double f2,
                                         double* outB, double* outA);
 
+// Product of the digital sections: the filter's numerator and denominator.
+struct SectionProduct {
+    bool formed;                      // false when the sections were refused (nothing to store)
+    bool stable;                      // every pole lies on or inside the unit circle
+    std::vector<double> numerator;    // kCoefficientCapacity entries, zero beyond the product
+    std::vector<double> denominator;  // likewise
+};
+
+// Entries of an IIR design's coefficient arrays.
+constexpr int kCoefficientCapacity = 200;
+
 // Multiplies the sectionCount digital sections (sectionLength coefficients
-// each, section s at s * sectionLength) into the filter's numerator and
-// denominator (fresh 200-entry arrays, zero beyond the product). Returns 1 when
-// every pole lies on or inside the unit circle, else 0.
-int CombineSections(const std::vector<double>& dens, const std::vector<double>& nums,
-                    int sectionCount, int sectionLength, IIRFilter& filter);
+// each, section s at s * sectionLength). Refused (not formed) when there are
+// no sections, they are shorter than 2 coefficients, the vectors are short or
+// the product would not fit the coefficient arrays.
+SectionProduct CombineSections(const std::vector<double>& dens, const std::vector<double>& nums,
+                               int sectionCount, int sectionLength);
+
+// Replaces the filter's numerator and denominator by fresh arrays holding a
+// formed product; a refused one leaves the filter as it is.
+void StoreSectionProduct(const SectionProduct& product, IIRFilter& filter);
 
 }  // namespace rzf

@@ -143,6 +143,8 @@ namespace {
 
 // One implicit double-shift sweep over the unreduced block lo..hi (hi - lo >= 2),
 // shifts from its trailing 2x2 block, bulge chased with 3-element reflections.
+// Kept in one piece: the reflection, its row and its column updates share the
+// same running values, and the operation order fixes the roots' last bits.
 void FrancisSweep(double* const* h, int lo, int hi) {
     const double x = h[hi][hi];
     const double y = h[hi - 1][hi - 1];

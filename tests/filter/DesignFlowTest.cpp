@@ -3,17 +3,18 @@
 #include <RZFilterFunc/filter/AverageFilter.h>
 #include <RZFilterFunc/filter/FilterUser.h>
 #include <RZFilterFunc/fir/WindowsFilter.h>
-#include <RZFilterFunc/platform/HardWareConfig.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <fstream>
 #include <limits>
 #include <map>
+#include <ostream>
 #include <set>
 #include <sstream>
+#include <string>
 #include <vector>
 
+#include "HardwareFlagGuard.h"
+#include "ReferenceData.h"
 #include "TraceCapture.h"
 
 namespace {
@@ -44,16 +45,19 @@ public:
     using FilterUser::JudgeIsValidData;
 };
 
-// GBK bytes of the refusal messages, written by tests/data/filter/gen_messages.py.
+// GBK bytes of the refusal messages, written by tests/data/filter/gen_messages.py
+// as lines of key, byte length and hexadecimal bytes.
 std::map<std::string, std::string> LoadGbkMessages() {
-    const char* root = std::getenv("RZF_TEST_DATA");
-    std::ifstream file(std::string(root ? root : ".") + "/filter/messages_gbk.txt");
     std::map<std::string, std::string> messages;
-    std::string key, hex;
-    std::size_t length = 0;
-    while (file >> key >> length >> hex) {
+    for (const rzf::test::Fields& fields : rzf::test::ReadFieldLines("filter/messages_gbk.txt")) {
+        if (fields.size() != 3) {
+            ADD_FAILURE() << "malformed message line " << fields[0];
+            continue;
+        }
+        const std::string& hex = fields[2];
+        std::string& bytes = messages[fields[0]];
         for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
-            messages[key].push_back(static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16)));
+            bytes.push_back(static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16)));
         }
     }
     return messages;
@@ -65,111 +69,201 @@ const std::map<std::string, std::size_t> kBytes = {
     {"lowpass", 32},  {"highpass", 32}, {"bp_lower", 36},   {"bp_upper", 36},
     {"bs_lower", 36}, {"bs_upper", 36}, {"pass_order", 36}, {"stop_order", 36}};
 
-// Each case is "changes: message": the changes to the defaults m(ethod) 0, b(and) 1,
-// fs 512, f1..f4 100/140/160/200, r(ipple) 0.3, a(ttenuation) 40 and hw (hardware
-// flag) 0, then the key of the message expected, none when the parameters pass.
-const char* const kCases[] = {
-    ":",
+// Each case lists its changes to the defaults m(ethod) 0, b(and) 1, fs 512,
+// f1..f4 100/140/160/200, r(ipple) 0.3, a(ttenuation) 40 and hw (hardware
+// flag) 0, and the key of the message expected, empty when the parameters pass.
+struct ValidationCase {
+    const char* changes;
+    const char* message;
+};
+
+std::ostream& operator<<(std::ostream& os, const ValidationCase& c) {
+    return os << '"' << c.changes << "\" -> \"" << c.message << '"';
+}
+
+const ValidationCase kValidationCases[] = {
+    {"", ""},
     // Moving average: positivity of fs and f1, then f1 <= fs/2.56 whatever the flag.
-    "m=5 fs=0: positive", "m=5 f1=0: positive", "m=5 f1=200:", "m=5 f1=200.001: fs256",
-    "m=5 f1=201 hw=1: fs256", "m=5 b=3 f2=-5 f3=0 f4=0 r=-1 a=0:",
+    {"m=5 fs=0", "positive"},
+    {"m=5 f1=0", "positive"},
+    {"m=5 f1=200", ""},
+    {"m=5 f1=200.001", "fs256"},
+    {"m=5 f1=201 hw=1", "fs256"},
+    {"m=5 b=3 f2=-5 f3=0 f4=0 r=-1 a=0", ""},
     // Attenuation range of the IIR methods, bounds inclusive, before positivity.
-    "a=19.9: atten", "m=1 a=160.1: atten", "m=1 a=20:", "m=2 a=160:", "m=2 fs=0 a=0: atten",
+    {"a=19.9", "atten"},
+    {"m=1 a=160.1", "atten"},
+    {"m=1 a=20", ""},
+    {"m=2 a=160", ""},
+    {"m=2 fs=0 a=0", "atten"},
     // Positivity of fs, every edge, ripple and attenuation, FIR included.
-    "m=1 fs=0: positive", "m=1 f1=nan: positive", "m=1 f3=0: positive", "b=2 f4=-1: positive",
-    "r=0: positive", "m=3 a=0: positive", "m=3 f4=0: positive", "m=3 a=500:",
+    {"m=1 fs=0", "positive"},
+    {"m=1 f1=nan", "positive"},
+    {"m=1 f3=0", "positive"},
+    {"b=2 f4=-1", "positive"},
+    {"r=0", "positive"},
+    {"m=3 a=0", "positive"},
+    {"m=3 f4=0", "positive"},
+    {"m=3 a=500", ""},
     // Edge order of the IIR methods; the first failing comparison decides.
-    "f1=140: lowpass", "b=2 f1=150: highpass", "b=3 f1=140 f3=200: bp_lower",
-    "m=1 b=3 f2=170 f3=200: bp_upper", "m=1 b=3 f2=170 f4=160: bp_upper",
-    "m=2 b=3 f2=160: pass_order", "b=4 f1=150 f3=200: bs_lower", "b=4 f3=200 f4=190: bs_upper",
-    "b=4 f2=170: stop_order", "b=0 f1=150 f3=100 f4=50:", "b=0 f2=200.001: fs256",
+    {"f1=140", "lowpass"},
+    {"b=2 f1=150", "highpass"},
+    {"b=3 f1=140 f3=200", "bp_lower"},
+    {"m=1 b=3 f2=170 f3=200", "bp_upper"},
+    {"m=1 b=3 f2=170 f4=160", "bp_upper"},
+    {"m=2 b=3 f2=160", "pass_order"},
+    {"b=4 f1=150 f3=200", "bs_lower"},
+    {"b=4 f3=200 f4=190", "bs_upper"},
+    {"b=4 f2=170", "stop_order"},
+    {"b=0 f1=150 f3=100 f4=50", ""},
+    {"b=0 f2=200.001", "fs256"},
     // Highest used frequency: f2 (IIR low/high-pass), f4 (IIR band); equality passes.
-    "f2=200:", "f2=200.001: fs256",
-    "f2=200.001 hw=1:", "m=1 b=2 f2=256 hw=1:", "m=1 b=2 f2=256.001 f3=300 f4=400 hw=1: fs20",
-    "b=3 f4=200.001: fs256", "b=4 f4=256.5 hw=1: fs20",
+    {"f2=200", ""},
+    {"f2=200.001", "fs256"},
+    {"f2=200.001 hw=1", ""},
+    {"m=1 b=2 f2=256 hw=1", ""},
+    {"m=1 b=2 f2=256.001 f3=300 f4=400 hw=1", "fs20"},
+    {"b=3 f4=200.001", "fs256"},
+    {"b=4 f4=256.5 hw=1", "fs20"},
     // Window FIR: only f1 >= f2 for band filters; the limit applies to f1 or f2.
-    "m=3 b=3 f1=50 f2=40: pass_order", "m=3 b=4 f1=50 f2=50: pass_order",
-    "m=3 f1=150 f3=100 f4=50:", "m=3 f2=1000:", "m=3 b=2 f1=200.001 f2=1000: fs256",
-    "m=3 b=3 f2=200.001 f4=150: fs256", "m=3 b=3 f4=1000:", "m=3 f1=256.001 f2=1000 hw=1: fs20",
+    {"m=3 b=3 f1=50 f2=40", "pass_order"},
+    {"m=3 b=4 f1=50 f2=50", "pass_order"},
+    {"m=3 f1=150 f3=100 f4=50", ""},
+    {"m=3 f2=1000", ""},
+    {"m=3 b=2 f1=200.001 f2=1000", "fs256"},
+    {"m=3 b=3 f2=200.001 f4=150", "fs256"},
+    {"m=3 b=3 f4=1000", ""},
+    {"m=3 f1=256.001 f2=1000 hw=1", "fs20"},
     // No filter class: 4 checks edges like IIR and limits like FIR; negative
     // codes count as IIR, codes above 5 as FIR.
-    "m=4 f1=150 a=5: lowpass",
-    "m=4 f2=300:", "m=4 b=3 f4=300:", "m=4 b=3 f2=200.001 f3=250 f4=300: fs256", "m=-1 a=10: atten",
-    "m=-1 b=3 f4=300: fs256", "m=7 b=3 f1=150 a=10: pass_order", "m=7 f2=300 a=10:"};
+    {"m=4 f1=150 a=5", "lowpass"},
+    {"m=4 f2=300", ""},
+    {"m=4 b=3 f4=300", ""},
+    {"m=4 b=3 f2=200.001 f3=250 f4=300", "fs256"},
+    {"m=-1 a=10", "atten"},
+    {"m=-1 b=3 f4=300", "fs256"},
+    {"m=7 b=3 f1=150 a=10", "pass_order"},
+    {"m=7 f2=300 a=10", ""}};
+
+// The parameters of a case: the defaults with its changes applied.
+std::map<std::string, double> CaseParameters(const ValidationCase& c) {
+    std::map<std::string, double> p = {{"m", 0},    {"b", 1},    {"fs", 512}, {"f1", 100},
+                                       {"f2", 140}, {"f3", 160}, {"f4", 200}, {"r", 0.3},
+                                       {"a", 40},   {"hw", 0}};
+    std::istringstream items(c.changes);
+    for (std::string item; items >> item;) {
+        p.at(item.substr(0, item.find('='))) = std::stod(item.substr(item.find('=') + 1));
+    }
+    return p;
+}
 
 }  // namespace
 
-TEST(Validation, EveryCheckInOrderWithItsMessage) {
+TEST(Validation, MessagesHaveTheirGbkLengths) {
     const auto messages = LoadGbkMessages();
     ASSERT_EQ(messages.size(), kBytes.size());
     for (const auto& [key, bytes] : kBytes) {
         EXPECT_EQ(messages.at(key).size(), bytes) << key;
     }
+}
+
+TEST(Validation, CasesReachEveryMessage) {
     std::set<std::string> seen;
-    for (const std::string text : kCases) {
-        SCOPED_TRACE(text);
-        std::map<std::string, double> p = {{"m", 0},    {"b", 1},    {"fs", 512}, {"f1", 100},
-                                           {"f2", 140}, {"f3", 160}, {"f4", 200}, {"r", 0.3},
-                                           {"a", 40},   {"hw", 0}};
-        std::string key;
-        std::istringstream(text.substr(text.find(':') + 1)) >> key;
-        std::istringstream items(text.substr(0, text.find(':')));
-        for (std::string item; items >> item;) {
-            p.at(item.substr(0, item.find('='))) = std::stod(item.substr(item.find('=') + 1));
-        }
-        HardWareConfig::g_bIs7306K_FirFunc = p["hw"] != 0;
-        TestableFilterUser user;
-        const int method = static_cast<int>(p["m"]);
-        user.setFilterParameter(static_cast<int>(p["b"]), method, p["f1"], p["f2"], p["f3"],
-                                p["f4"], p["fs"], 8, p["r"], p["a"], 0.0);
-        const std::string expect = key.empty() ? "" : messages.at(key);
-        seen.insert(key);
-        TraceCapture trace;
-        if (method >= 0 && method <= 5 && method != 4) {
-            EXPECT_EQ(user.DesignFilter(), expect.empty());
-            EXPECT_EQ(trace.Lines(), expect.empty() ? Lines{} : Lines{expect});
-            EXPECT_NE(user.m_pFilter, nullptr);  // the empty filter stays on refusal
-            if (expect.empty()) {
-                continue;  // a passing design may still report its own outcome
-            }
-        } else {
-            user.GetNewFilter(DM_AVERAGE);  // no filter class: validate with a stand-in
-            EXPECT_EQ(user.JudgeIsValidData(), expect.empty());
-        }
-        EXPECT_EQ(user.GetErrorMessage(), expect);
-        EXPECT_TRUE(expect.empty() || !user.GetIsStability());
+    for (const ValidationCase& c : kValidationCases) {
+        seen.insert(c.message);
     }
-    HardWareConfig::g_bIs7306K_FirFunc = false;
     EXPECT_EQ(seen.size(), kBytes.size() + 1);  // every message and the passing case
 }
 
-TEST(DesignFlow, DefaultsSetterWindowCodesAndIirOrder) {
+class ValidationOrder : public ::testing::TestWithParam<ValidationCase> {
+protected:
+    // The GBK text a case expects, empty when it passes.
+    static std::string Expected(const ValidationCase& c) {
+        static const std::map<std::string, std::string> messages = LoadGbkMessages();
+        return c.message[0] == '\0' ? std::string() : messages.at(c.message);
+    }
+};
+
+// The first failing check decides the message, which the designer traces.
+TEST_P(ValidationOrder, FirstFailingCheckDecides) {
+    const ValidationCase& c = GetParam();
+    auto p = CaseParameters(c);
+    const HardwareFlagGuard flag(p["hw"] != 0);
+    TestableFilterUser user;
+    const int method = static_cast<int>(p["m"]);
+    user.setFilterParameter(static_cast<int>(p["b"]), method, p["f1"], p["f2"], p["f3"], p["f4"],
+                            p["fs"], 8, p["r"], p["a"], 0.0);
+    const std::string expect = Expected(c);
+    TraceCapture trace;
+    if (method >= 0 && method <= 5 && method != 4) {
+        EXPECT_EQ(user.DesignFilter(), expect.empty());
+        EXPECT_EQ(trace.Lines(), expect.empty() ? Lines{} : Lines{expect});
+        EXPECT_NE(user.m_pFilter, nullptr);  // the empty filter stays on refusal
+        if (expect.empty()) {
+            return;  // a passing design may still report its own outcome
+        }
+    } else {
+        user.GetNewFilter(DM_AVERAGE);  // no filter class: validate with a stand-in
+        EXPECT_EQ(user.JudgeIsValidData(), expect.empty());
+    }
+    EXPECT_EQ(user.GetErrorMessage(), expect);
+    if (!expect.empty()) {
+        EXPECT_FALSE(user.GetIsStability());
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Validation, ValidationOrder, ::testing::ValuesIn(kValidationCases));
+
+TEST(DesignFlow, Defaults) {
     FilterUser u;
     EXPECT_EQ((Doubles{u.m_dSampleFreq, u.m_dPassRipple, u.m_dStopAtten, u.m_dFreq1, u.m_dFreq2,
                        u.m_dFreq3, u.m_dFreq4, u.m_dReserved, double(u.m_nBandType),
                        double(u.m_nOrder), double(u.m_nDesignMethod), double(u.m_nWindowType),
                        double(u.m_nIIROrder), double(u.m_nFIRLength), double(u.m_bFirstInput)}),
               (Doubles{512, 0.3, 40, 100, 140, 160, 200, 10, 1, 1, 0, 0, 24, 51, 1}));
-    EXPECT_TRUE(!u.m_pFilter && !u.m_pState && !u.GetIsStability() && u.GetErrorMessage().empty());
+    EXPECT_EQ(u.m_pFilter, nullptr);
+    EXPECT_EQ(u.m_pState, nullptr);
+    EXPECT_FALSE(u.GetIsStability());
+    EXPECT_EQ(u.GetErrorMessage(), "");
+}
 
-    // Window codes 0, 1, 2, 4 and 5 pass through; any other gives the rectangular window.
+// Window codes 0, 1, 2, 4 and 5 pass through; any other gives the rectangular window.
+TEST(DesignFlow, WindowCodesReachTheWindowDesign) {
+    FilterUser u;
     for (const auto& [code, window] :
          {std::pair{-1, 0}, {1, 1}, {2, 2}, {3, 0}, {4, 4}, {5, 5}, {6, 0}}) {
         u.setWindowType(code);
         u.GetNewFilter(DM_WINDOW_FIR);
         EXPECT_EQ(static_cast<WindowsFilter*>(u.m_pFilter)->m_nWindowType, window) << code;
     }
+}
 
+// The setter restarts the state, fills both lengths and leaves the window alone.
+TEST(DesignFlow, SetterRestartsAndFillsBothLengths) {
+    FilterUser u;
+    u.setWindowType(6);
     u.m_bFirstInput = false;
     u.setFilterParameter(BAND_BANDPASS, DM_CHEBYSHEV1, 50, 80, 120, 150, 1000, 4, 0.5, 45, 0);
-    // The setter restarts the state, fills both lengths and leaves the window alone.
-    EXPECT_TRUE(u.m_bFirstInput && u.m_nOrder == 4 && u.m_nFIRLength == 4 && u.m_nWindowType == 6);
+    EXPECT_TRUE(u.m_bFirstInput);
+    EXPECT_EQ(u.m_nOrder, 4);
+    EXPECT_EQ(u.m_nFIRLength, 4);
+    EXPECT_EQ(u.m_nWindowType, 6);
+}
+
+// Warped selectivity 0.4489: acosh(sqrt(x2/x1)) / acosh(1/k) + 0.9 = 5.71 -> 5,
+// three sections of degree four.
+TEST(DesignFlow, IirOrderComesFromTheDesign) {
+    FilterUser u;
+    u.setFilterParameter(BAND_BANDPASS, DM_CHEBYSHEV1, 50, 80, 120, 150, 1000, 4, 0.5, 45, 0);
     ASSERT_TRUE(u.DesignFilter());
-    // Warped selectivity 0.4489: acosh(sqrt(x2/x1)) / acosh(1/k) + 0.9 = 5.71 -> 5,
-    // three sections of degree four.
     EXPECT_EQ(u.m_nIIROrder, 12);
+}
+
+TEST(DesignFlow, WindowDesignGetsTheTwoCutoffsOnly) {
+    FilterUser u;
+    u.m_nIIROrder = 5;
     u.setFilterParameter(BAND_LOWPASS, DM_WINDOW_FIR, 100, 140, 160, 200, 512, 21, 0.3, 40, 0);
-    ASSERT_TRUE(u.DesignFilter());  // the window FIR gets the two cut-offs only
+    ASSERT_TRUE(u.DesignFilter());
     EXPECT_EQ((Doubles{u.m_pFilter->m_dFreq3, u.m_pFilter->m_dFreq4, double(u.m_nIIROrder)}),
               (Doubles{-1, -1, 0}));
 }
@@ -182,29 +276,40 @@ TEST(DesignFlow, RefusalsLeaveTheDesignerUsable) {
         FilterUser user;
         user.m_nDesignMethod = method;
         user.m_dSampleFreq = 0.0;  // fails validation whenever it runs
-        EXPECT_FALSE(user.DesignFilter() || user.GetIsStability()) << method;
-        EXPECT_TRUE(user.m_pFilter == nullptr && user.GetErrorMessage().empty());
-        EXPECT_TRUE(trace.Lines().empty());
+        SCOPED_TRACE(::testing::Message() << "method " << method);
+        EXPECT_FALSE(user.DesignFilter());
+        EXPECT_FALSE(user.GetIsStability());
+        EXPECT_EQ(user.m_pFilter, nullptr);
+        EXPECT_EQ(user.GetErrorMessage(), "");
+        EXPECT_EQ(trace.Lines(), Lines{});
         user.m_nDesignMethod = DM_AVERAGE;
         EXPECT_FALSE(user.DesignFilter());
         EXPECT_EQ(trace.Lines().size(), 1u);
         user.m_dSampleFreq = 512.0;
-        EXPECT_TRUE(user.DesignFilter() && user.GetIsStability() && user.GetErrorMessage().empty());
+        EXPECT_TRUE(user.DesignFilter());
+        EXPECT_TRUE(user.GetIsStability());
+        EXPECT_EQ(user.GetErrorMessage(), "");
     }
 }
 
-TEST(DesignFlow, BaseSlotsAndResetKeepOldResponsePointers) {
+TEST(DesignFlow, AverageFilterBaseSlots) {
     AverageFilter f;
     EXPECT_EQ(f.DesignFIR(3), 1);
     EXPECT_EQ(f.DesignFIR(0), 1);  // replaces the first array; below one gives a single tap
-    EXPECT_TRUE(f.GetCoefCount() == 1 && f.GetNumerator()[0] == 1.0);
+    EXPECT_EQ(f.GetCoefCount(), 1);
+    EXPECT_EQ(f.GetNumerator()[0], 1.0);
     int count = 7;
-    EXPECT_TRUE(f.GetAmplitudeResponse(&count) == nullptr && count == 7);
-    EXPECT_TRUE(f.GetPhaseResponse(&count) == nullptr && count == 2048);
+    EXPECT_EQ(f.GetAmplitudeResponse(&count), nullptr);
+    EXPECT_EQ(count, 7);
+    EXPECT_EQ(f.GetPhaseResponse(&count), nullptr);
+    EXPECT_EQ(count, 2048);
     EXPECT_EQ(f.GetDenominator(), nullptr);
+}
 
-    // A reset forgets the response arrays without freeing them: a pointer a
-    // caller took earlier stays readable until the filter is destroyed.
+// A reset forgets the response arrays without freeing them: a pointer a
+// caller took earlier stays readable until the filter is destroyed.
+TEST(DesignFlow, ResetKeepsOldResponsePointersReadable) {
+    AverageFilter f;
     f.m_pPhase = new double[3]{0.0, -0.5, -1.0};
     const double* phase = f.m_pPhase;
     f.m_nRespCount = 3;
@@ -216,10 +321,13 @@ TEST(DesignFlow, BaseSlotsAndResetKeepOldResponsePointers) {
                        double(f.m_nBandType), double(f.m_nLength), double(f.m_nRespCount),
                        double(f.m_bStable), phase[2]}),
               (Doubles{-1, -1, -1, -1, -1, 0, 1, 2048, 0, -1.0}));
-    EXPECT_TRUE(f.m_pPhase == nullptr && f.m_strError == "kept");
+    EXPECT_EQ(f.m_pPhase, nullptr);
+    EXPECT_EQ(f.m_strError, "kept");
 }
 
-TEST(DesignFlow, CopiesShareAndOutliveEachOther) {
+// Copies share the filter and state; redesigning or destroying one leaves the
+// others theirs.
+TEST(DesignFlow, CopiesShareTheFilterAndState) {
     auto* first = new FilterUser;
     first->setFilterParameter(BAND_LOWPASS, DM_AVERAGE, 100, 0, 0, 0, 512, 5, 0, 0, 0);
     ASSERT_TRUE(first->DesignFilter());
@@ -230,8 +338,10 @@ TEST(DesignFlow, CopiesShareAndOutliveEachOther) {
     ASSERT_TRUE(assigned.DesignFilter());  // owned before the assignment, released by it
     assigned = *first;
     assigned = static_cast<const FilterUser&>(assigned);  // self-assignment keeps the share
-    EXPECT_TRUE(copy.m_pFilter == first->m_pFilter && copy.m_pState == first->m_pState);
-    EXPECT_TRUE(assigned.m_pFilter == first->m_pFilter && assigned.m_pState == first->m_pState);
+    EXPECT_EQ(copy.m_pFilter, first->m_pFilter);
+    EXPECT_EQ(copy.m_pState, first->m_pState);
+    EXPECT_EQ(assigned.m_pFilter, first->m_pFilter);
+    EXPECT_EQ(assigned.m_pState, first->m_pState);
     copy.m_nFIRLength = 2;  // redesigning one copy leaves the others their shared filter
     ASSERT_TRUE(copy.DesignFilter());
     delete first;
@@ -320,14 +430,19 @@ TEST(ResponseAnalysis, InitDesCopiesTheParametersAndDesigns) {
                        double(target.m_bFirstInput), double(target.m_pFilter->GetCoefCount())}),
               (Doubles{BAND_HIGHPASS, 2, 0.2, 30, 7.5, 4, 4, 1, 4}));
     // The stable moving average went through GetMaxMin, which has no response to read.
-    EXPECT_TRUE(target.m_dMaxValue == 0.0 && !target.GetIsStability());
-    EXPECT_TRUE(source.m_pFilter == nullptr && source.m_nFIRLength == 99);
+    EXPECT_EQ(target.m_dMaxValue, 0.0);
+    EXPECT_FALSE(target.GetIsStability());
+    EXPECT_EQ(source.m_pFilter, nullptr);
+    EXPECT_EQ(source.m_nFIRLength, 99);
+}
 
-    // Refused parameters skip the axis limits.
+TEST(ResponseAnalysis, InitDesSkipsTheAxisLimitsOfARefusal) {
+    FilterUser source, target;
+    source.setFilterParameter(BAND_HIGHPASS, DM_AVERAGE, 0, 0, 0, 0, 512, 4, 0.2, 30, 7.5);
     TraceCapture trace;
-    source.m_dFreq1 = 0.0;
     target.m_dMaxValue = 123.0;
     source.InitDes(target);
-    EXPECT_TRUE(target.m_dMaxValue == 123.0 && !target.GetErrorMessage().empty());
+    EXPECT_EQ(target.m_dMaxValue, 123.0);
+    EXPECT_NE(target.GetErrorMessage(), "");
     EXPECT_EQ(trace.Lines().size(), 1u);
 }

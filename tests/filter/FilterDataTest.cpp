@@ -116,16 +116,15 @@ TEST(FilterData, HandComputedOutputs) {
 }
 
 // Blocks of random size (in place), through the designer itself, a copy made
-// mid-stream and an assigned copy, equal one call; a restart equals a new designer.
-TEST(FilterData, BlocksCopiesAndRestart) {
+// mid-stream and an assigned copy, equal one call.
+TEST(FilterData, BlocksAndCopiesEqualOneCall) {
     const Doubles random = Random(600, 100.0, 3);
     const Floats signal(random.begin(), random.end());
     std::mt19937 rng(11);
     for (int method : kBranches) {
-        FilterUser whole, pieces, assigned, fresh;
+        FilterUser whole, pieces, assigned;
         MakeRandom(whole, method);
         MakeRandom(pieces, method);
-        MakeRandom(fresh, method);
         const Floats expected = Filtered(whole, signal);
         Floats y = signal;
         for (int pos = 0, k = 0, n = 0; pos < 600; pos += n, ++k) {
@@ -136,9 +135,21 @@ TEST(FilterData, BlocksCopiesAndRestart) {
             who.FilterData(y.data() + pos, y.data() + pos, n);
         }
         EXPECT_EQ(y, expected) << method;
-        const Floats tail(signal.begin() + 400, signal.end());
-        pieces.setFirstInputState(true);
-        EXPECT_EQ(Filtered(pieces, tail), Filtered(fresh, tail)) << method;
+    }
+}
+
+// After a restart the designer filters as a new one does.
+TEST(FilterData, RestartEqualsAFreshDesigner) {
+    const Doubles random = Random(600, 100.0, 3);
+    const Floats signal(random.begin(), random.end());
+    const Floats tail(signal.begin() + 400, signal.end());
+    for (int method : kBranches) {
+        FilterUser used, fresh;
+        MakeRandom(used, method);
+        MakeRandom(fresh, method);
+        Filtered(used, signal);
+        used.setFirstInputState(true);
+        EXPECT_EQ(Filtered(used, tail), Filtered(fresh, tail)) << method;
     }
 }
 
@@ -155,18 +166,21 @@ TEST(FilterData, NothingToFilterLeavesBuffersAlone) {
         user.FilterData(in, nullptr, 4);
         user.FilterData(in, out.data(), 0);
         user.FilterData(in, out.data(), -3);
-        EXPECT_TRUE(user.m_pState != nullptr && !user.m_bFirstInput);  // state built anyway
+        EXPECT_NE(user.m_pState, nullptr) << method;  // state built anyway
+        EXPECT_FALSE(user.m_bFirstInput) << method;
     }
     FilterUser iir, fir, average;
     Make(iir, DM_BUTTERWORTH, {1.0}, {1.0});  // order 0
     iir.FilterData(in, out.data(), 4);
     iir.m_nIIROrder = 200;  // beyond the coefficient arrays
     iir.FilterData(in, out.data(), 4);
-    EXPECT_TRUE(iir.m_bFirstInput && iir.m_pState == nullptr);
+    EXPECT_TRUE(iir.m_bFirstInput);
+    EXPECT_EQ(iir.m_pState, nullptr);
     Make(fir, DM_WINDOW_FIR, {1.0, 2.0, 3.0});
     fir.m_nFIRLength = -4;
     fir.FilterData(in, out.data(), 4);
-    EXPECT_TRUE(fir.m_nFIRLength == -3 && fir.m_pState == nullptr);
+    EXPECT_EQ(fir.m_nFIRLength, -3);
+    EXPECT_EQ(fir.m_pState, nullptr);
     fir.m_nFIRLength = 5;  // more taps than the filter holds
     fir.setFirstInputState(true);
     fir.FilterData(in, out.data(), 4);
@@ -202,9 +216,8 @@ TEST(FilterData, RedesignWithoutRestart) {
 
 // Taps = 0.889892578125 / (2 cutoff / fs): 44.49 -> 44, 444.9 -> 444, 889.9 -> 500
 // (upper clamp), 1.48 -> 10 (lower clamp). Above 3 taps samples the impulse
-// response is zero-phase, the triangle (T - |k|) / T^2; up to there one causal
-// pass gives T samples of 1/T; up to T samples only zeros.
-TEST(Smoother, TapCountAndRegimes) {
+// response is zero-phase, the triangle (T - |k|) / T^2.
+TEST(Smoother, LongRecordsGetTheZeroPhaseTriangle) {
     const struct {
         float cutoff;
         int taps, n, at;
@@ -214,17 +227,25 @@ TEST(Smoother, TapCountAndRegimes) {
                  {300, 10, 4000, 2000},
                  {10, 44, 133, 66}};
     for (const auto& c : cases) {
-        Floats x(c.n, 0.0f);
-        x[c.at] = 1.0f;
+        Floats x(static_cast<std::size_t>(c.n), 0.0f);
+        x[static_cast<std::size_t>(c.at)] = 1.0f;
         const Floats y = Smooth(x, c.cutoff);
         for (int i = 0; i < c.n; ++i) {
             const int d = std::min(c.taps, std::abs(i - c.at));
-            EXPECT_NEAR(y[i], (c.taps - d) / (double(c.taps) * c.taps), 1e-6) << c.n << " " << i;
-            EXPECT_EQ(y[i] != 0.0f, d < c.taps) << c.cutoff << " at " << i;
+            EXPECT_NEAR(y[static_cast<std::size_t>(i)], (c.taps - d) / (double(c.taps) * c.taps),
+                        1e-6)
+                << c.n << " " << i;
+            EXPECT_EQ(y[static_cast<std::size_t>(i)] != 0.0f, d < c.taps)
+                << c.cutoff << " at " << i;
         }
     }
+}
+
+// Up to 3 taps samples one causal pass gives T samples of 1/T; up to T
+// samples only zeros; no samples, nothing at all.
+TEST(Smoother, ShortRecordsGetOnePassOrZeros) {
     for (int n : {3 * 44, 44 + 1}) {
-        Floats x(n, 0.0f), expected(n, 0.0f);
+        Floats x(static_cast<std::size_t>(n), 0.0f), expected(static_cast<std::size_t>(n), 0.0f);
         x[0] = 1.0f;
         std::fill(expected.begin(), expected.begin() + 44, 1.0f / 44.0f);
         EXPECT_EQ(Smooth(x, 10.0f), expected) << n;
@@ -232,25 +253,31 @@ TEST(Smoother, TapCountAndRegimes) {
     EXPECT_EQ(Smooth(Floats(44, 1.0f), 10.0f), Floats(44, 0.0f));
     float untouched = 9.0f;
     FilterUser::PingJunFilter(&untouched, 0, 1000.0f, 10.0f, &untouched);
-    EXPECT_EQ(untouched, 9.0f);  // nothing at all for no samples
+    EXPECT_EQ(untouched, 9.0f);
 }
 
-TEST(Smoother, OddReflectionAndHugeRecords) {
-    // Equal taps summing to exactly 1: a constant comes back exactly, edges included.
+// Equal taps summing to exactly 1: a constant comes back exactly, edges included.
+TEST(Smoother, ConstantComesBackExactly) {
     Floats in(13, 3.0f), out(13, 0.0f), coef(10, 0.25f);
     TestableFilterUser::InputToFilter(in.data(), 13, coef.data(), 4, out.data());
     EXPECT_EQ(out, in);
-    // The odd reflection continues a straight line, which a zero-phase average keeps.
+}
+
+// The odd reflection continues a straight line, which a zero-phase average keeps.
+TEST(Smoother, OddReflectionKeepsARamp) {
     Floats ramp(100);
-    for (int i = 0; i < 100; ++i) {
-        ramp[i] = 0.5f * i - 20.0f;
+    for (std::size_t i = 0; i < ramp.size(); ++i) {
+        ramp[i] = 0.5f * static_cast<float>(i) - 20.0f;
     }
     const Floats smoothed = Smooth(ramp, 300.0f);
-    for (int i = 0; i < 100; ++i) {
+    for (std::size_t i = 0; i < ramp.size(); ++i) {
         EXPECT_NEAR(smoothed[i], ramp[i], 1e-4) << i;
     }
-    // A record whose padded copy would overflow an int count is left alone.
-    Floats untouched(64, 9.0f);
+}
+
+// A record whose padded copy would overflow an int count is left alone.
+TEST(Smoother, HugeRecordsAreLeftAlone) {
+    Floats in(13, 3.0f), coef(10, 0.25f), untouched(64, 9.0f);
     TestableFilterUser::InputToFilter(in.data(), INT_MAX - 5, coef.data(), 10, untouched.data());
     FilterUser::PingJunFilter(in.data(), INT_MAX - 5, 1000.0f, 300.0f, untouched.data());
     EXPECT_EQ(untouched, Floats(64, 9.0f));

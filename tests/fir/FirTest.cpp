@@ -10,26 +10,20 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
-#include <fstream>
 #include <iterator>
 #include <memory>
+#include <ostream>
 #include <random>
-#include <sstream>
 #include <string>
 #include <vector>
 
+#include "ReferenceData.h"
+
 namespace {
 
-// Reads $RZF_TEST_DATA/fir/<name>, one record of numbers per line, and checks
-// that it holds the expected number of records.
+// The records of tests/data/fir/<name>, checked to number as expected.
 std::vector<std::vector<double>> ReadFirTable(const std::string& name, size_t records) {
-    const char* root = std::getenv("RZF_TEST_DATA");
-    std::ifstream in(std::string(root != nullptr ? root : ".") + "/fir/" + name);
-    std::vector<std::vector<double>> rows;
-    for (std::string line; std::getline(in, line);) {
-        std::istringstream fields(line);
-        rows.emplace_back(std::istream_iterator<double>(fields), std::istream_iterator<double>());
-    }
+    std::vector<std::vector<double>> rows = rzf::test::ReadNumberRows("fir/" + name);
     EXPECT_EQ(rows.size(), records) << name;
     return rows;
 }
@@ -86,25 +80,35 @@ std::vector<T> Block(CFilter& f, std::vector<T> x) {
 
 }  // namespace
 
-// Records: code n beta w[0..n-1], from scipy.signal.windows (symmetric), and
-// x I0(x) from scipy.special.i0 (the series stops at an absolute 1e-8 term).
-TEST(WindowFunctions, AgainstScipyAndByHand) {
+// Records: code n beta w[0..n-1], from scipy.signal.windows (symmetric).
+TEST(WindowFunctions, MatchScipyAndAreSymmetric) {
     for (const auto& r : ReadFirTable("windows.txt", 68)) {
         const int code = int(r[0]), n = int(r[1]);
+        SCOPED_TRACE(::testing::Message() << "code " << code << " n " << n);
         std::vector<float> w(n, kSentinel);
-        ASSERT_TRUE(r.size() == n + 3u && rzf::MakeWindow(w.data(), n, code, r[2], 1, 1, -3));
-        for (int k = 0; k < n; ++k)  // and exactly symmetric
-            EXPECT_TRUE(std::fabs(w[k] - r[3 + k]) <= 6e-8 && w[k] == w[n - 1 - k])
-                << "code " << code << " n " << n << " k " << k << ": " << w[k] << " " << r[3 + k];
+        ASSERT_EQ(r.size(), n + 3u);
+        ASSERT_TRUE(rzf::MakeWindow(w.data(), n, code, r[2], 1, 1, -3));
+        for (int k = 0; k < n; ++k) {
+            EXPECT_NEAR(w[k], r[3 + k], 6e-8) << "k " << k;
+            EXPECT_EQ(w[k], w[n - 1 - k]) << "k " << k;  // exactly symmetric
+        }
     }
+}
+
+// Records: x I0(x) from scipy.special.i0 (the series stops at an absolute 1e-8
+// term); a first term below the threshold ends the series at once.
+TEST(WindowFunctions, BesselI0MatchesScipy) {
     for (const auto& r : ReadFirTable("bessel_i0.txt", 9))
         EXPECT_NEAR(rzf::BesselI0(r[0]), r[1], 1e-8 + 1e-14 * r[1]) << r[0];
-    // A first term below the threshold ends the series at once.
-    EXPECT_TRUE(rzf::BesselI0(1e-4) == 1.0 + 5e-5 * 5e-5 && std::isnan(rzf::BesselI0(NAN)));
-    // Short windows by hand, written into a buffer of 10 sentinels; a refused
-    // window, or one of no points, leaves it untouched. One point: the Kaiser
-    // window divides 0 by 0 (as do the cosine sums, see the one-tap designs), the
-    // Hann without end points is the middle of a 3-point Hann.
+    EXPECT_EQ(rzf::BesselI0(1e-4), 1.0 + 5e-5 * 5e-5);
+    EXPECT_TRUE(std::isnan(rzf::BesselI0(NAN)));
+}
+
+// Short windows by hand, written into a buffer of 10 sentinels; a refused
+// window, or one of no points, leaves it untouched. One point: the Kaiser
+// window divides 0 by 0 (as do the cosine sums, see the one-tap designs), the
+// Hann without end points is the middle of a 3-point Hann.
+TEST(WindowFunctions, ShortWindowsByHand) {
     const float nan = NAN;
     // clang-format off
     const struct { int code, n; double from, to, span; bool ok; std::vector<float> w; } cases[] = {
@@ -119,74 +123,126 @@ TEST(WindowFunctions, AgainstScipyAndByHand) {
         {7, 10, -0.5, 1, 1, 0, {}}, {7, 10, nan, 1, 1, 0, {}}};
     // clang-format on
     for (const auto& c : cases) {
+        SCOPED_TRACE(::testing::Message() << "code " << c.code << " n " << c.n);
         std::vector<float> w(10, kSentinel);
         EXPECT_EQ(rzf::MakeWindow(w.data(), c.n, c.code, c.from, c.to, c.span, -3), c.ok);
         for (size_t k = 0; k < w.size(); ++k) {
             const float e = k < c.w.size() ? c.w[k] : kSentinel, v = w[k];
-            EXPECT_TRUE(std::isnan(e) ? std::isnan(v) : std::fabs(v - e) <= 1e-6f * std::fabs(e))
-                << "code " << c.code << " n " << c.n << " k " << k << ": " << v;
+            if (std::isnan(e)) {
+                EXPECT_TRUE(std::isnan(v)) << "k " << k << ": " << v;
+            } else {
+                EXPECT_NEAR(v, e, 1e-6f * std::fabs(e)) << "k " << k;
+            }
         }
     }
-    std::vector<float> w(50001, kSentinel);  // codes 4 and 0 are not cosine sums
-    EXPECT_FALSE(rzf::MakeCosineWindow(w.data(), 4, 4) || rzf::MakeCosineWindow(w.data(), 4, 0) ||
-                 rzf::MakeWindow(nullptr, 5, 0, 0, 1, 1, -3) || w[0] != kSentinel);
-    // (n-1)^2 no longer fits 32 bits here; the centre is still exactly 1.
+}
+
+// Codes 4 and 0 are not cosine sums; no buffer, no window.
+TEST(WindowFunctions, RefusalsLeaveTheBuffer) {
+    std::vector<float> w(5, kSentinel);
+    EXPECT_FALSE(rzf::MakeCosineWindow(w.data(), 4, 4));
+    EXPECT_FALSE(rzf::MakeCosineWindow(w.data(), 4, 0));
+    EXPECT_FALSE(rzf::MakeWindow(nullptr, 5, 0, 0, 1, 1, -3));
+    EXPECT_EQ(w[0], kSentinel);
+}
+
+// (n-1)^2 no longer fits 32 bits here; the centre is still exactly 1.
+TEST(WindowFunctions, LongKaiserWindowKeepsItsCentre) {
+    std::vector<float> w(50001, kSentinel);
     ASSERT_TRUE(rzf::MakeWindow(w.data(), 50001, 9, 5.0, 1, 1, -3));
-    EXPECT_TRUE(w[25000] == 1.0f && w[0] == w[50000]);
+    EXPECT_EQ(w[25000], 1.0f);
+    EXPECT_EQ(w[0], w[50000]);
 }
 
 // An even length designs one tap more; one tap of a cosine sum is NaN, of the
 // open Hann 1.0 times w1 = 0.2. A bad parameter set changes nothing.
-TEST(WindowsFilter, LengthsAndBadParameters) {
-    // clang-format off
-    const double cases[][7] = {  // band fs f1 f2 window length -> taps (0: refused)
-        {1, 1000, 100, -1, 0, 50, 51}, {1, 1000, 100, -1, 0, 51, 51}, {1, 1000, 100, -1, 0, 0, 1},
-        {1, 1000, 100, -1, 0, 2, 3}, {1, 1000, 100, -1, 1, 1, 1}, {1, 1000, 100, -1, 2, 1, 1},
-        {1, 1000, 100, -1, 3, 1, 1}, {1, 1000, 100, -1, 5, 1, 1}, {1, 1000, 100, -1, 8, 1, 1},
-        {3, 1000, 100, 0, 0, 21, 0}, {4, 1000, 100, -1, 0, 21, 0}, {1, 1000, 0, 300, 0, 21, 0},
-        {1, 0, 100, 300, 0, 21, 0}, {1, 1000, NAN, 0, 0, 21, 0}, {0, 1000, 100, 300, 0, 21, 0},
-        {5, 1000, 100, 300, 0, 21, 0}, {1, 1000, 100, 300, 0, -3, 0}};
-    // clang-format on
-    for (const auto& c : cases) {
-        WindowsFilter f;
-        const int taps = int(c[6]);
-        ASSERT_EQ(Design(f, int(c[0]), c[1], c[2], c[3], int(c[4]), int(c[5])), taps > 0 ? 0 : -1)
-            << c[0] << " " << c[2] << " " << c[3] << " " << c[5];
-        EXPECT_TRUE(f.m_nLength == std::max(taps, 1) && (f.m_pCoef != nullptr) == (taps > 0));
-        EXPECT_TRUE(f.m_dFreqScale == (taps > 0 ? 1.0 : 0.0) && (taps == 0 || f.m_dFreq1 == 0.2) &&
-                    f.m_dFreq2 == (taps > 0 ? c[3] / 500 : c[3]));  // normalised to Nyquist
-        EXPECT_TRUE(f.GetNumerator() == f.m_pCoef && f.GetCoefCount() == 0);
-        EXPECT_TRUE(taps != 1 || (c[4] <= 1 ? f.m_pCoef[0] == 0.2 : std::isnan(f.m_pCoef[0])));
+namespace {
+
+struct WindowLengthCase {
+    int band;
+    double fs, f1, f2;
+    int window, length;
+    int taps;  // 0: refused
+};
+
+std::ostream& operator<<(std::ostream& os, const WindowLengthCase& c) {
+    return os << "band " << c.band << " fs " << c.fs << " f1 " << c.f1 << " f2 " << c.f2
+              << " window " << c.window << " length " << c.length;
+}
+
+const WindowLengthCase kWindowLengthCases[] = {
+    {1, 1000, 100, -1, 0, 50, 51}, {1, 1000, 100, -1, 0, 51, 51}, {1, 1000, 100, -1, 0, 0, 1},
+    {1, 1000, 100, -1, 0, 2, 3},   {1, 1000, 100, -1, 1, 1, 1},   {1, 1000, 100, -1, 2, 1, 1},
+    {1, 1000, 100, -1, 3, 1, 1},   {1, 1000, 100, -1, 5, 1, 1},   {1, 1000, 100, -1, 8, 1, 1},
+    {3, 1000, 100, 0, 0, 21, 0},   {4, 1000, 100, -1, 0, 21, 0},  {1, 1000, 0, 300, 0, 21, 0},
+    {1, 0, 100, 300, 0, 21, 0},    {1, 1000, NAN, 0, 0, 21, 0},   {0, 1000, 100, 300, 0, 21, 0},
+    {5, 1000, 100, 300, 0, 21, 0}, {1, 1000, 100, 300, 0, -3, 0}};
+
+}  // namespace
+
+class WindowLength : public ::testing::TestWithParam<WindowLengthCase> {};
+
+TEST_P(WindowLength, DesignsItsTapsOrRefuses) {
+    const WindowLengthCase& c = GetParam();
+    WindowsFilter f;
+    ASSERT_EQ(Design(f, c.band, c.fs, c.f1, c.f2, c.window, c.length), c.taps > 0 ? 0 : -1);
+    EXPECT_EQ(f.m_nLength, std::max(c.taps, 1));
+    EXPECT_EQ(f.m_pCoef != nullptr, c.taps > 0);
+    EXPECT_EQ(f.m_dFreqScale, c.taps > 0 ? 1.0 : 0.0);
+    if (c.taps > 0) {
+        EXPECT_EQ(f.m_dFreq1, 0.2);
+    }
+    EXPECT_EQ(f.m_dFreq2, c.taps > 0 ? c.f2 / 500 : c.f2);  // normalised to Nyquist
+    EXPECT_EQ(f.GetNumerator(), f.m_pCoef);
+    EXPECT_EQ(f.GetCoefCount(), 0);
+    if (c.taps == 1) {
+        if (c.window <= 1) {
+            EXPECT_EQ(f.m_pCoef[0], 0.2);
+        } else {
+            EXPECT_TRUE(std::isnan(f.m_pCoef[0])) << f.m_pCoef[0];
+        }
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(WindowsFilter, WindowLength, ::testing::ValuesIn(kWindowLengthCases));
 
 // Records: band code fs f1 f2 length taps, from scipy.signal.firwin(scale=False).
 // Codes 6, 7 and 9 have no parameters here and design rectangular, also when
 // the same object designs again with its edges reloaded in Hz.
-TEST(WindowsFilter, DesignsAndResponsesMatchScipy) {
+TEST(WindowsFilter, DesignsMatchScipy) {
     WindowsFilter f;
     for (const auto& r : ReadFirTable("window_designs.txt", 56)) {
         const int band = int(r[0]), code = int(r[1]), length = int(r[5]);
         for (int as : code == 0 ? std::vector<int>{0, 6, 7, 9} : std::vector<int>{code}) {
             ASSERT_EQ(Design(f, band, r[2], r[3], r[4], as, length), 0);
-            ASSERT_TRUE(f.m_nLength == length && r.size() == length + 6u);
+            ASSERT_EQ(f.m_nLength, length);
+            ASSERT_EQ(r.size(), length + 6u);
             for (int k = 0; k < length; ++k)  // window held in float: half an ulp of 1 is 3e-8
                 EXPECT_NEAR(f.m_pCoef[k], r[6 + k], 6e-8) << band << " " << as << " " << k;
         }
     }
-    // Records: band code fs f1 f2 length points |H|/max|H| phase, from
-    // scipy.signal.freqz on the grid k * 3.1415926 / points.
+}
+
+// Records: band code fs f1 f2 length points |H|/max|H| phase, from
+// scipy.signal.freqz on the grid k * 3.1415926 / points.
+TEST(WindowsFilter, ResponsesMatchScipy) {
     for (const auto& r : ReadFirTable("responses.txt", 2)) {
         const int points = int(r[6]);
         WindowsFilter fresh;
         int count = -1, phaseCount = -1;  // without taps only the amplitude writes its count
-        EXPECT_TRUE(!fresh.GetPhaseResponse(&phaseCount) && !fresh.GetAmplitudeResponse(&count) &&
-                    count == points && phaseCount == -1);
+        EXPECT_EQ(fresh.GetPhaseResponse(&phaseCount), nullptr);
+        EXPECT_EQ(fresh.GetAmplitudeResponse(&count), nullptr);
+        EXPECT_EQ(count, points);
+        EXPECT_EQ(phaseCount, -1);
         ASSERT_EQ(Design(fresh, int(r[0]), r[2], r[3], r[4], int(r[1]), int(r[5])), 0);
         const double* amp = fresh.GetAmplitudeResponse(&count);
         const double* phase = fresh.GetPhaseResponse(&phaseCount);
-        ASSERT_TRUE(amp && phase && count == points && phaseCount == points &&
-                    r.size() == 7u + 2u * points && *std::max_element(amp, amp + points) == 0.0);
+        ASSERT_NE(amp, nullptr);
+        ASSERT_NE(phase, nullptr);
+        ASSERT_EQ(count, points);
+        ASSERT_EQ(phaseCount, points);
+        ASSERT_EQ(r.size(), 7u + 2u * points);
+        EXPECT_EQ(*std::max_element(amp, amp + points), 0.0);
         for (int k = 0; k < points; ++k) {  // phase compared where the response is not tiny
             EXPECT_NEAR(std::pow(10.0, amp[k] / 20.0), r[7 + k], 1e-7) << k;
             EXPECT_DOUBLE_EQ(fresh.m_pFreqAxis[k], k * r[2] / (2.0 * points));
@@ -196,8 +252,10 @@ TEST(WindowsFilter, DesignsAndResponsesMatchScipy) {
         EXPECT_EQ(fresh.GetAmplitudeResponse(&count), amp);  // kept
         fresh.m_nRespCount = 0;
         count = phaseCount = -1;  // with no response points nothing is returned or counted
-        EXPECT_TRUE(!fresh.GetAmplitudeResponse(&count) && !fresh.GetPhaseResponse(&phaseCount) &&
-                    count == -1 && phaseCount == -1);
+        EXPECT_EQ(fresh.GetAmplitudeResponse(&count), nullptr);
+        EXPECT_EQ(fresh.GetPhaseResponse(&phaseCount), nullptr);
+        EXPECT_EQ(count, -1);
+        EXPECT_EQ(phaseCount, -1);
     }
 }
 
@@ -209,7 +267,9 @@ TEST(WindowsFilter, DesignerWindowPath) {
     user.setWindowType(3);
     ASSERT_TRUE(user.DesignFilter());
     auto* fir = dynamic_cast<WindowsFilter*>(user.m_pFilter);
-    ASSERT_TRUE(fir != nullptr && fir->m_nWindowType == 0 && fir->m_nLength == 21);
+    ASSERT_NE(fir, nullptr);
+    EXPECT_EQ(fir->m_nWindowType, 0);
+    ASSERT_EQ(fir->m_nLength, 21);
     const double* h = fir->m_pCoef;
     for (int m = -10; m <= 10; ++m)
         EXPECT_NEAR(h[10 + m], m == 0 ? 0.2 : std::sin(0.2 * kPi * m) / (kPi * m), 1e-16) << m;
@@ -235,7 +295,7 @@ TEST(WindowsFilter, DesignerWindowPath) {
 // scipy.signal.kaiser_beta (taps unchecked there). The centre tap is
 // 16384 (g + c1), its window value being 1; the sampling rate only scales the
 // edge, so at 0 Hz it is infinite and at -1000 Hz it flips sign.
-TEST(KaiserDesign, LengthBetaAndScipyDesigns) {
+TEST(KaiserDesign, LengthAndBeta) {
     // clang-format off
     std::vector<std::vector<double>> rows = {  // attenuation beta transition fs taps
         {60, 0.1102 * 51.3, 0.1, 1000, 75}, {50, 0.1102 * 41.3, 0.1, 1000, 61},
@@ -254,19 +314,29 @@ TEST(KaiserDesign, LengthBetaAndScipyDesigns) {
         k.m_dTransition = r[2];
         const int n = k.Design();
         const double c1 = 100.0 / (r[3] * 0.5);
-        ASSERT_TRUE(n > 0 && (r[4] == 0 || n == r[4]) && k.m_nLength == n) << r[0];
+        SCOPED_TRACE(::testing::Message() << "attenuation " << r[0] << " fs " << r[3]);
+        ASSERT_GT(n, 0);
+        if (r[4] != 0) {
+            EXPECT_EQ(n, r[4]);
+        }
+        EXPECT_EQ(k.m_nLength, n);
         EXPECT_NEAR(k.m_dBeta, r[1], 2e-15 * r[1]) << r[0];
-        EXPECT_TRUE(k.m_dNyquist == 1.0 && k.m_dFreq1 == c1 &&
-                    k.m_pCoef[n / 2] == 16384.0 * (r[2] / 2 + c1));
+        EXPECT_EQ(k.m_dNyquist, 1.0);
+        EXPECT_EQ(k.m_dFreq1, c1);
+        EXPECT_EQ(k.m_pCoef[n / 2], 16384.0 * (r[2] / 2 + c1));
     }
-    // Records: band fs f1 f2 atten transition numtaps taps*16384, from
-    // scipy.signal.firwin with a Kaiser window and scale=False.
+}
+
+// Records: band fs f1 f2 atten transition numtaps taps*16384, from
+// scipy.signal.firwin with a Kaiser window and scale=False.
+TEST(KaiserDesign, DesignsMatchScipy) {
     for (const auto& r : ReadFirTable("kaiser_designs.txt", 9)) {
         double* taps = nullptr;
         const int n = CFilter::DesignFilter(taps, float(r[1]), int(r[0]), float(r[2]), float(r[3]),
                                             int(r[4]), r[5]);
         const auto h = Taken(taps, n);
-        ASSERT_TRUE(n == int(r[6]) && r.size() == n + 7u) << "band " << r[0] << " " << r[4];
+        ASSERT_EQ(n, int(r[6])) << "band " << r[0] << " " << r[4];
+        ASSERT_EQ(r.size(), n + 7u);
         for (int k = 0; k < n; ++k)  // I0 here ends at an absolute 1e-8 term threshold
             EXPECT_NEAR(h[k], r[7 + k], 1e-6) << "band " << r[0] << " k " << k;
     }
@@ -276,7 +346,7 @@ TEST(KaiserDesign, LengthBetaAndScipyDesigns) {
 // single-precision gap 2 (50 / 1000) as transition; badly ordered edges, a
 // transition that is not positive (or too narrow to design) and band types
 // outside 1..4 give no taps.
-TEST(KaiserDesign, FourEdgesAndRefusals) {
+TEST(KaiserDesign, FourEdgesDesignAsTwoOrAreRefused) {
     const double t = 2.0 * static_cast<double>(50.0f / 1000.0f);
     // clang-format off
     const struct { int band; float f1, f2, f3, f4; double t; bool four; } cases[] = {  // 6 designs
@@ -295,10 +365,12 @@ TEST(KaiserDesign, FourEdgesAndRefusals) {
         const int n = c.four
                           ? CFilter::DesignFilter(taps, 1000.0f, c.band, c.f1, c.f2, c.f3, c.f4, 60)
                           : CFilter::DesignFilter(taps, 1000.0f, c.band, c.f1, c.f2, 60, c.t);
-        ASSERT_TRUE(n == (&c < cases + 6 ? 75 : 0) && (n > 0) == (taps != nullptr))
-            << c.band << c.t;
+        ASSERT_EQ(n, &c < cases + 6 ? 75 : 0) << c.band << " " << c.t;
+        ASSERT_EQ(n > 0, taps != nullptr) << c.band << " " << c.t;
         const auto h = Taken(taps, n);
-        EXPECT_TRUE(c.four || n == 0 || h == fourEdge) << c.band;  // as the row before
+        if (!c.four && n > 0) {
+            EXPECT_EQ(h, fourEdge) << c.band;  // as the row before
+        }
         fourEdge = h;
     }
     // At 0 Hz the transition 2 (50 / 0) is infinite: 52.05 / inf + 1 gives 3 taps.
@@ -307,32 +379,49 @@ TEST(KaiserDesign, FourEdgesAndRefusals) {
     EXPECT_EQ(Taken(taps, three).size(), 3u);
 }
 
-TEST(CFilter, LoadingAndBadArguments) {
+TEST(CFilter, BlockArgumentsAreCheckedBeforeAnySample) {
     CFilter f;
     float data[4] = {1, 2, 3, 4}, *none = nullptr;
-    EXPECT_FALSE(f.IsPrePare() || f.IsIIRFilter() || f.FilterData(data, 2, 1, 0));
+    EXPECT_FALSE(f.IsPrePare());
+    EXPECT_FALSE(f.IsIIRFilter());
+    EXPECT_FALSE(f.FilterData(data, 2, 1, 0));  // nothing loaded
     f.SetDelCount(-5);
     EXPECT_EQ(f.GetDelCount(), 0);
     f.SetDelCount(7);
-    Load(f, {32768.0});                                  // gain 2
-    EXPECT_TRUE(f.IsPrePare() && f.GetDelCount() == 7);  // kept across loads
+    Load(f, {32768.0});  // gain 2
+    EXPECT_TRUE(f.IsPrePare());
+    EXPECT_EQ(f.GetDelCount(), 7);  // kept across loads
     // An empty block is done whatever the buffer: nothing to read or write.
-    EXPECT_TRUE(f.FilterData(none, 0, 1, 0) && f.FilterData(data, -3, 1, 0) &&
-                f.FilterData(static_cast<short*>(nullptr), -1, 1, 0) &&
-                f.FilterData(static_cast<int*>(nullptr), 0, 1, -5));
-    EXPECT_FALSE(f.FilterData(none, 4, 1, 0) || f.FilterData(data, 2, 1, -1) ||
-                 f.FilterData(data, 3, -2, 2));  // null, or an index below 0
+    EXPECT_TRUE(f.FilterData(none, 0, 1, 0));
+    EXPECT_TRUE(f.FilterData(data, -3, 1, 0));
+    EXPECT_TRUE(f.FilterData(static_cast<short*>(nullptr), -1, 1, 0));
+    EXPECT_TRUE(f.FilterData(static_cast<int*>(nullptr), 0, 1, -5));
+    // A null buffer, or an index below 0.
+    EXPECT_FALSE(f.FilterData(none, 4, 1, 0));
+    EXPECT_FALSE(f.FilterData(data, 2, 1, -1));
+    EXPECT_FALSE(f.FilterData(data, 3, -2, 2));
     EXPECT_EQ(std::vector<float>(data, data + 4), (std::vector<float>{1, 2, 3, 4}));
     EXPECT_TRUE(f.FilterData(data, 2, -2, 2));  // walking backwards inside the buffer
     EXPECT_EQ(std::vector<float>(data, data + 4), (std::vector<float>{2, 2, 6, 4}));
-    // Invalid loads leave the engine unprepared, with no arrays.
+}
+
+// Invalid loads leave the engine unprepared, with no arrays; it then passes
+// samples through unchanged.
+TEST(CFilter, InvalidLoadsLeaveItUnprepared) {
+    CFilter f;
+    Load(f, {32768.0});
     double one = 1.0;
     f.SetFIRCoief(0, &one);
-    EXPECT_TRUE(!f.IsPrePare() && f.m_pCoefA == nullptr);
+    EXPECT_FALSE(f.IsPrePare());
+    EXPECT_EQ(f.m_pCoefA, nullptr);
     f.SetIIRCoief(2, &one, nullptr);
-    EXPECT_TRUE(!f.IsPrePare() && f.IsIIRFilter() && f.m_nCoefCount == 2 && !f.m_pState);
+    EXPECT_FALSE(f.IsPrePare());
+    EXPECT_TRUE(f.IsIIRFilter());
+    EXPECT_EQ(f.m_nCoefCount, 2);
+    EXPECT_EQ(f.m_pState, nullptr);
     f.Reset();
-    EXPECT_TRUE(f.FilterFIRData(3.5f) == 3.5f && f.FilterIIRData(3.5f) == 3.5f);  // unchanged
+    EXPECT_EQ(f.FilterFIRData(3.5f), 3.5f);
+    EXPECT_EQ(f.FilterIIRData(3.5f), 3.5f);
 }
 
 // FIR taps are scaled by 16384 and the newest sample meets the last tap (taps
@@ -351,8 +440,8 @@ TEST(CFilter, HandWorkedSamples) {
     for (const auto& c : cases) {
         Load(f, c.a, c.b);
         EXPECT_EQ(Block(f, c.in), c.out) << c.a[0];
-        EXPECT_TRUE(f.IsIIRFilter() == !c.b.empty() &&
-                    f.m_dLastOutput == c.out.back() * (c.b.empty() ? 16384.0 : 1.0));  // unscaled
+        EXPECT_EQ(f.IsIIRFilter(), !c.b.empty());
+        EXPECT_EQ(f.m_dLastOutput, c.out.back() * (c.b.empty() ? 16384.0 : 1.0));  // unscaled
     }
     Load(f, KaiserLowPass());  // unity pass-band gain (60 dB: ripple about 0.1 %)
     EXPECT_NEAR(Block(f, std::vector<float>(200, 1000.0f)).back(), 1000.0f, 1.0f);
@@ -375,7 +464,7 @@ TEST(CFilter, HandWorkedSamples) {
 // equals one call, which follows the direct convolution (FIR, exactly) or the
 // difference equation (IIR). Copies made mid-stream share the history; Reset
 // and a reload from the engine's own arrays start afresh.
-TEST(CFilter, StreamSplitsCopiesAndReset) {
+TEST(CFilter, StreamsInBlocksThroughCopies) {
     const auto x = Noise(1000, 23);
     std::mt19937 gen(17);
     for (const auto& a : {KaiserLowPass(), kA}) {
@@ -400,14 +489,17 @@ TEST(CFilter, StreamSplitsCopiesAndReset) {
             ASSERT_TRUE(f.FilterData(stereo.data(), len, 2, 2 * at + 1));
         }
         for (int i = 0; i < 1000; ++i)
-            EXPECT_TRUE(stereo[2 * i + 1] == one[i] && stereo[2 * i] == -7.0f) << n << " " << i;
+            ASSERT_EQ(stereo[2 * i + 1], one[i]) << n << " " << i;
+        for (int i = 0; i < 1000; ++i)
+            ASSERT_EQ(stereo[2 * i], -7.0f) << n << " " << i;  // the other channel untouched
         f.Reset();
         Block<float>(f, {x.begin(), x.begin() + 20});
         {
             CFilter copy(f), assigned;
             assigned = f;
-            EXPECT_TRUE(copy.m_pState == f.m_pState && Block<float>(copy, {x[20]})[0] == one[20] &&
-                        Block<float>(assigned, {x[21]})[0] == one[21]);
+            EXPECT_EQ(copy.m_pState, f.m_pState);
+            EXPECT_EQ(Block<float>(copy, {x[20]})[0], one[20]);
+            EXPECT_EQ(Block<float>(assigned, {x[21]})[0], one[21]);
             Load(copy, {16384.0});  // leaves the others' arrays alive
         }
         EXPECT_EQ(Block<float>(f, {x.begin() + 22, x.end()}),
