@@ -11,7 +11,10 @@
 #include "RZFilterFunc/filter/RecordSmoother.h"
 #include "RZFilterFunc/filter/ResponseDisplay.h"
 #include "RZFilterFunc/filter/SpecValidation.h"
+#include "RZFilterFunc/fir/FirBlockFilter.h"
+#include "RZFilterFunc/fir/FirKernels.h"
 #include "RZFilterFunc/iir/IIRFilter.h"
+#include "RZFilterFunc/iir/IirKernel.h"
 #include "RZFilterFunc/iir/PoleRadius.h"
 #include "RZFilterFunc/iir/SectionDesign.h"
 #include "RZFilterFunc/iir/SectionKernel.h"
@@ -20,13 +23,6 @@
 
 namespace rzf {
 namespace {
-
-// Shifts the delay line one place towards its end; the oldest value drops out.
-void ShiftDelayLine(double* s, int length) {
-    if (length > 1) {
-        std::memmove(s + 1, s, static_cast<std::size_t>(length - 1) * sizeof(double));
-    }
-}
 
 // Hands the specification to the filter and designs it; returns the IIR order
 // (0 for the FIR methods).
@@ -244,86 +240,19 @@ void FilterUser::FilterData(float* in, float* out, int count) {
     switch (m_nDesignMethod) {
         case DM_BUTTERWORTH:
         case DM_CHEBYSHEV1:
-        case DM_CHEBYSHEV2: {
+        case DM_CHEBYSHEV2:
             if (m_bSectionMode) {
                 FilterSections(in, out, count);
                 return;
             }
-            // Transposed direct form II; a[0] is taken as 1 and never read.
-            const int order = m_nIIROrder;
-            if (b == nullptr || a == nullptr || order < 1 || order >= m_pFilter->GetCoefCount()) {
-                return;
-            }
-            PrepareState(order);
-            if (count < 1 || in == nullptr || out == nullptr) {
-                return;
-            }
-            double* s = m_pState;
-            for (int i = 0; i < count; ++i) {
-                const double x = in[i];
-                const double y = b[0] * x + s[0];
-                out[i] = static_cast<float>(y);
-                for (int k = 1; k < order; ++k) {
-                    s[k - 1] = b[k] * x + s[k] - a[k] * y;
-                }
-                s[order - 1] = b[order] * x - a[order] * y;
-            }
+            FilterIir(b, a, in, out, count);
             return;
-        }
-        case DM_AVERAGE: {
-            if (b == nullptr) {
-                return;
-            }
-            const int length = m_pFilter->GetCoefCount();
-            PrepareState(length);
-            if (length < 1 || count < 1 || in == nullptr || out == nullptr) {
-                return;
-            }
-            double* s = m_pState;
-            for (int i = 0; i < count; ++i) {
-                rzf::ShiftDelayLine(s, length);
-                s[0] = in[i];
-                double y = 0.0;
-                for (int k = 0; k < length; ++k) {
-                    y += s[k] * b[length - 1 - k];
-                }
-                out[i] = static_cast<float>(y);
-            }
+        case DM_AVERAGE:
+            FilterMovingAverage(b, in, out, count);
             return;
-        }
-        default: {
-            if (b == nullptr) {
-                return;
-            }
-            if (m_bFirstInput && m_nFIRLength % 2 == 0) {
-                // The window design makes the same adjustment to its tap count.
-                ++m_nFIRLength;
-            }
-            const int length = m_nFIRLength;
-            PrepareState(length);
-            // Taps the filter actually holds: the window design keeps its count in
-            // m_nLength, the other classes report theirs through GetCoefCount.
-            int available = m_pFilter->m_nLength;
-            const int reported = m_pFilter->GetCoefCount();
-            if (reported > available) {
-                available = reported;
-            }
-            if (length < 1 || length > available || count < 1 || in == nullptr || out == nullptr) {
-                return;
-            }
-            double* s = m_pState;
-            for (int i = 0; i < count; ++i) {
-                rzf::ShiftDelayLine(s, length);
-                s[0] = in[i];
-                double y = 0.0;
-                for (int k = 0; k < length; ++k) {
-                    // Each product is rounded to single precision before summing.
-                    y += static_cast<float>(b[length - 1 - k] * s[k]);
-                }
-                out[i] = static_cast<float>(y);
-            }
+        default:
+            FilterFir(b, in, out, count);
             return;
-        }
     }
 }
 
@@ -401,6 +330,73 @@ void FilterUser::setSectionMode(bool bSections) {
         m_bSectionMode = bSections;
         m_bFirstInput = true;
     }
+}
+
+void FilterUser::FilterIir(const double* b, const double* a, float* in, float* out, int count) {
+    const int order = m_nIIROrder;
+    if (order >= m_pFilter->GetCoefCount()) {
+        return;  // beyond the coefficient arrays
+    }
+    rzf::kernels::IirKernel kernel;
+    if (!kernel.Init(b, a, order)) {
+        return;
+    }
+    PrepareState(order);
+    if (count < 1 || in == nullptr || out == nullptr) {
+        return;
+    }
+    kernel.Process(m_pState, in, out, count);
+}
+
+// Sum of s[k] b[L-1-k] over the delay line, newest sample first.
+void FilterUser::FilterMovingAverage(const double* b, float* in, float* out, int count) {
+    if (b == nullptr) {
+        return;
+    }
+    const int length = m_pFilter->GetCoefCount();
+    PrepareState(length);
+    rzf::kernels::FirSumsKernel kernel;
+    if (!kernel.Init(rzf::kernels::FirTerm::SampleTimesTap, b, length) || count < 1 ||
+        in == nullptr || out == nullptr) {
+        return;
+    }
+    rzf::FilterFloatBlock(kernel, length, m_firWindow, m_pState, in, out, count);
+}
+
+// Sum of b[L-1-k] s[k], each product rounded to single precision first.
+void FilterUser::FilterFir(const double* b, float* in, float* out, int count) {
+    if (b == nullptr) {
+        return;
+    }
+    if (m_bFirstInput && m_nFIRLength % 2 == 0) {
+        // The window design makes the same adjustment to its tap count.
+        ++m_nFIRLength;
+    }
+    const int length = m_nFIRLength;
+    // Taps the filter actually holds: the window design keeps its count in
+    // m_nLength, the other classes report theirs through GetCoefCount.
+    int available = m_pFilter->m_nLength;
+    const int reported = m_pFilter->GetCoefCount();
+    if (reported > available) {
+        available = reported;
+    }
+    if (length > available) {
+        // Nothing can be filtered with more taps than the design holds. The
+        // restart (or the zeroed rebuild a too-short state would get) still
+        // takes effect, without building a state of that length.
+        if (m_bFirstInput || m_pState == nullptr || m_nStateLength < length) {
+            DisposeFilterTemp();
+            m_bFirstInput = false;
+        }
+        return;
+    }
+    PrepareState(length);
+    rzf::kernels::FirSumsKernel kernel;
+    if (!kernel.Init(rzf::kernels::FirTerm::TapTimesSampleSingle, b, length) || count < 1 ||
+        in == nullptr || out == nullptr) {
+        return;
+    }
+    rzf::FilterFloatBlock(kernel, length, m_firWindow, m_pState, in, out, count);
 }
 
 void FilterUser::PingJunFilter(float* in, int count, float sampleFreq, float cutoff, float* out) {

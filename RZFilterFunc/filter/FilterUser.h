@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <RZFilterFunc/RZFilterFunc_export.h>
 #include <RZFilterFunc/base/ClassicFilter.h>
@@ -88,6 +89,10 @@ private:
     // Sections of the IIR design just made (none when it admits none).
     void DesignSections();
     void FilterSections(float* in, float* out, int count);
+    // The three branches of FilterData.
+    void FilterIir(const double* b, const double* a, float* in, float* out, int count);
+    void FilterMovingAverage(const double* b, float* in, float* out, int count);
+    void FilterFir(const double* b, float* in, float* out, int count);
 
 public:
     ClassicFilter* m_pFilter;
@@ -130,4 +135,7 @@ private:
     std::shared_ptr<double[]> m_sectionStateOwner;
     int m_nSectionCount;
     bool m_bSectionMode;
+    // Working window of the FIR branches (history plus block), kept between
+    // calls so that streaming allocates nothing; holds no state of its own.
+    std::vector<double> m_firWindow;
 };

@@ -7,6 +7,9 @@
 
 #include "RZFilterFunc/base/FilterTypes.h"
 #include "RZFilterFunc/fir/CKaiserFilter.h"
+#include "RZFilterFunc/fir/EngineIirKernel.h"
+#include "RZFilterFunc/fir/FirHistoryWindow.h"
+#include "RZFilterFunc/fir/FirKernels.h"
 #include "RZFilterFunc/platform/NumericConvert.h"
 
 namespace {
@@ -223,11 +226,56 @@ float CFilter::FilterIIRData(float x) {
 
 namespace {
 
-// Visits data[offset + i*stride] for i = 0..count-1. An empty block is done
-// at once; otherwise a null buffer or any index before the buffer's start is
-// refused (nothing is changed then).
-template <typename T, typename Step>
-bool FilterStrided(T* data, int count, int stride, int offset, Step step) {
+// Samples gathered from the strided buffer per kernel call.
+constexpr int kGatherBlock = rzf::FirHistoryWindow::kBlock;
+
+// Samples enter the engine as float and leave it truncated toward zero; a
+// 16-bit sample keeps the low 16 bits of the 32-bit result.
+inline float ToFloat(float v) {
+    return v;
+}
+inline float ToFloat(short v) {
+    return static_cast<float>(v);
+}
+inline float ToFloat(int v) {
+    return static_cast<float>(v);
+}
+inline bool Contiguous(const float*, int stride) {
+    return stride == 1;
+}
+template <typename T>
+inline bool Contiguous(const T*, int) {
+    return false;
+}
+inline float* AsFloats(float* data) {
+    return data;
+}
+template <typename T>
+inline float* AsFloats(T*) {
+    return nullptr;  // never reached: only float buffers are contiguous here
+}
+inline void Store(float& sample, float y) {
+    sample = y;
+}
+inline void Store(short& sample, float y) {
+    sample = static_cast<short>(rzf::LowBits16(rzf::TruncToInt32(y)));
+}
+inline void Store(int& sample, float y) {
+    sample = static_cast<int>(rzf::TruncToInt32(y));
+}
+
+}  // namespace
+
+// Filters data[offset + i*stride], i = 0..count-1. An empty block is done at
+// once; otherwise a null buffer or any index before the buffer's start is
+// refused (nothing is changed then). Blocks are gathered, run through the
+// kernels and scattered back; a stride of 0 (each result is the next input)
+// and an engine without usable arrays go one sample at a time.
+template <typename T>
+bool CFilter::FilterBlock(T* data, int count, int stride, int offset) {
+    if (!m_bPrepared) {
+        return false;
+    }
     if (count <= 0) {
         return true;
     }
@@ -239,43 +287,88 @@ bool FilterStrided(T* data, int count, int stride, int offset, Step step) {
     if (offset < 0 || last < 0) {
         return false;
     }
+
+    if (stride != 0 && m_pState != nullptr) {
+        if (m_bIIR) {
+            rzf::kernels::EngineIirKernel kernel;
+            if (kernel.Init(m_pCoefA, m_pCoefB, m_nCoefCount) && Contiguous(data, stride)) {
+                // Contiguous float samples are filtered where they are.
+                m_dLastOutput = kernel.Process(m_pState, AsFloats(data) + offset, count);
+                m_nIndex = m_nCoefCount - 1;
+                return true;
+            }
+            if (kernel.Init(m_pCoefA, m_pCoefB, m_nCoefCount)) {
+                float block[kGatherBlock];
+                std::int64_t index = offset;
+                double y = 0.0;
+                for (int pos = 0; pos < count;) {
+                    const int n = count - pos < kGatherBlock ? count - pos : kGatherBlock;
+                    std::int64_t at = index;
+                    for (int i = 0; i < n; ++i, at += stride) {
+                        block[i] = ToFloat(data[static_cast<std::size_t>(at)]);
+                    }
+                    y = kernel.Process(m_pState, block, n);
+                    for (int i = 0; i < n; ++i, index += stride) {
+                        Store(data[static_cast<std::size_t>(index)], block[i]);
+                    }
+                    pos += n;
+                }
+                m_dLastOutput = y;
+                m_nIndex = m_nCoefCount - 1;
+                return true;
+            }
+        } else {
+            rzf::kernels::FirSumsKernel kernel;
+            if (kernel.Init(rzf::kernels::FirTerm::TapTimesSample, m_pCoefA, m_nCoefCount)) {
+                rzf::FirHistoryWindow window(m_firWindow, m_nCoefCount);
+                window.Begin(m_pState);
+                std::int64_t index = offset;
+                double acc = 0.0;
+                for (int pos = 0; pos < count;) {
+                    const int n = count - pos < kGatherBlock ? count - pos : kGatherBlock;
+                    double* input = window.BlockInput();
+                    std::int64_t at = index;
+                    for (int i = 0; i < n; ++i, at += stride) {
+                        input[i] = static_cast<double>(ToFloat(data[static_cast<std::size_t>(at)]));
+                    }
+                    double* sums = window.Sums();
+                    kernel.Process(window.Window(), sums, n);
+                    for (int i = 0; i < n; ++i, index += stride) {
+                        Store(data[static_cast<std::size_t>(index)],
+                              static_cast<float>(sums[i] * kInverseTapScale));
+                    }
+                    acc = sums[n - 1];
+                    pos += n;
+                    if (pos < count) {
+                        window.Advance(n);
+                    } else {
+                        window.End(m_pState, n);
+                    }
+                }
+                m_dLastOutput = acc;
+                m_nIndex = m_nCoefCount;
+                return true;
+            }
+        }
+    }
+
     std::int64_t index = offset;
-    for (int i = 0; i < count; ++i) {
+    for (int i = 0; i < count; ++i, index += stride) {
         T& sample = data[static_cast<std::size_t>(index)];
-        sample = step(sample);
-        index += stride;
+        const float in = ToFloat(sample);
+        Store(sample, m_bIIR ? FilterIIRData(in) : FilterFIRData(in));
     }
     return true;
 }
 
-}  // namespace
-
 bool CFilter::FilterData(float* data, int count, int stride, int offset) {
-    if (!m_bPrepared) {
-        return false;
-    }
-    return FilterStrided(data, count, stride, offset,
-                         [this](float v) { return m_bIIR ? FilterIIRData(v) : FilterFIRData(v); });
+    return FilterBlock(data, count, stride, offset);
 }
 
 bool CFilter::FilterData(short* data, int count, int stride, int offset) {
-    if (!m_bPrepared) {
-        return false;
-    }
-    return FilterStrided(data, count, stride, offset, [this](short v) {
-        const float in = static_cast<float>(v);
-        const float out = m_bIIR ? FilterIIRData(in) : FilterFIRData(in);
-        return static_cast<short>(rzf::LowBits16(rzf::TruncToInt32(out)));
-    });
+    return FilterBlock(data, count, stride, offset);
 }
 
 bool CFilter::FilterData(int* data, int count, int stride, int offset) {
-    if (!m_bPrepared) {
-        return false;
-    }
-    return FilterStrided(data, count, stride, offset, [this](int v) {
-        const float in = static_cast<float>(v);
-        const float out = m_bIIR ? FilterIIRData(in) : FilterFIRData(in);
-        return static_cast<int>(rzf::TruncToInt32(out));
-    });
+    return FilterBlock(data, count, stride, offset);
 }

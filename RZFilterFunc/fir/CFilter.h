@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <vector>
 
 #include <RZFilterFunc/RZFilterFunc_export.h>
 
@@ -64,4 +65,11 @@ private:
     std::shared_ptr<double[]> m_coefAOwner;
     std::shared_ptr<double[]> m_coefBOwner;
     std::shared_ptr<double[]> m_stateOwner;
+    // Working window of the FIR block path (history plus block), reused so that
+    // streaming allocates nothing; holds no state of its own.
+    std::vector<double> m_firWindow;
+
+    // The block operations for each sample type.
+    template <typename T>
+    bool FilterBlock(T* data, int count, int stride, int offset);
 };

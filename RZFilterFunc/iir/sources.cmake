@@ -5,6 +5,7 @@ list(APPEND RZF_SOURCES
   RZFilterFunc/iir/ChebyiiFilter.cpp
   RZFilterFunc/iir/IIRFilter.cpp
   RZFilterFunc/iir/IirDesignSteps.cpp
+  RZFilterFunc/iir/IirKernel.cpp
   RZFilterFunc/iir/PoleRadius.cpp
   RZFilterFunc/iir/PolyMath.cpp
   RZFilterFunc/iir/SectionDesign.cpp
