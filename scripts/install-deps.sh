@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Installs the Debian packages the build, tests, tool and benchmarks need.
+# Installs the Debian packages the build, tests, tool, benchmarks and the
+# Python package need.
 # Does nothing for packages that are already present.
 set -euo pipefail
 
@@ -7,6 +8,9 @@ packages=(
   cmake g++ make pkg-config valgrind python3 clang-format
   libgtest-dev libgmock-dev libbenchmark-dev
   libcli11-dev nlohmann-json3-dev libcairo2-dev
+  python3-dev python3-venv python3-pip python3-setuptools python3-wheel
+  pybind11-dev python3-pybind11 python3-numpy python3-scipy python3-pytest
+  python3-dask python3-distributed
 )
 
 missing=()

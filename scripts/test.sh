@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Checks the include layering and the formatting, then builds and runs every
 # test: a normal build with warnings as errors, then the same tests under
-# AddressSanitizer and UndefinedBehaviorSanitizer.
+# AddressSanitizer and UndefinedBehaviorSanitizer, then the Python package's
+# tests (RZF_SKIP_PYTHON=1 leaves them out).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -25,4 +26,8 @@ if [ "${RZF_SKIP_SANITIZERS:-0}" != "1" ]; then
   cmake --build build/sanitize -j "$jobs"
   ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
     ctest --test-dir build/sanitize --output-on-failure -j "$jobs"
+fi
+
+if [ "${RZF_SKIP_PYTHON:-0}" != "1" ]; then
+  ./scripts/test-python.sh
 fi
