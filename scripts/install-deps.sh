@@ -9,7 +9,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   libcli11-dev nlohmann-json3-dev libcairo2-dev
   python3-dev python3-venv python3-pip python3-setuptools python3-wheel
-  pybind11-dev python3-pybind11 python3-numpy python3-scipy python3-pytest
+  pybind11-dev python3-pybind11 python3-numpy python3-scipy python3-pytest python3-mpmath
   python3-dask python3-distributed
 )
 

@@ -60,23 +60,30 @@ class Reference:
                 out[key] = bytes(int(v) for v in values[1:])
             elif key == "limits":
                 out[key] = tuple(float.fromhex(v) for v in values)
+            elif key == "poleradius":
+                out[key] = float.fromhex(values[0])
+            elif key == "sections":
+                out[key] = np.array([float.fromhex(v) for v in values[1:]],
+                                    dtype=np.float64).reshape(-1, 6)
             else:
                 out[key] = np.array([float.fromhex(v) for v in values[1:]], dtype=np.float64)
         return out
 
-    def filter(self, spec, x: np.ndarray, blocks=(4096,), reset_at=None) -> np.ndarray:
+    def filter(self, spec, x: np.ndarray, blocks=(4096,), reset_at=None,
+               sections=False) -> np.ndarray:
         src, dst = self._paths()
         x.astype(np.float32).tofile(src)
         extra = [] if reset_at is None else [str(reset_at)]
-        self.run("filter", *_spec_args(spec), ",".join(map(str, blocks)), str(src), str(dst),
+        self.run("filter-sections" if sections else "filter", *_spec_args(spec), ",".join(map(str, blocks)), str(src), str(dst),
                  *extra)
         return np.fromfile(dst, dtype=np.float32)
 
-    def frames(self, code: int, fs: float, frames: np.ndarray, block: int, designs) -> bytes:
+    def frames(self, code: int, fs: float, frames: np.ndarray, block: int, designs,
+               sections=False) -> bytes:
         src, dst = self._paths()
         frames.tofile(src)
         items = [",".join([str(ch)] + _design_fields(spec)) for ch, spec in designs]
-        self.run("frames", str(code), str(frames.shape[1]), fs.hex(), str(block), str(src),
+        self.run("frames-sections" if sections else "frames", str(code), str(frames.shape[1]), fs.hex(), str(block), str(src),
                  str(dst), *items)
         return dst.read_bytes()
 

@@ -60,6 +60,21 @@ def test_filter_files_on_cluster_equal_sequential_and_library(ref, recordings, c
                                                 [(0, d0.spec), (2, d2.spec)])
 
 
+def test_filter_files_in_section_mode_equal_library(ref, recordings, cluster_client, tmp_path):
+    # A band-pass with a 0.5 Hz edge at 360 Hz, which only the section cascade runs.
+    fs = 360.0
+    wide = dict(method="butterworth", band="bandpass", edges=[0.3, 0.5, 40, 60])
+    spec = batch.FilterSpec(dtype="int16", channels=CHANNELS, fs=fs, design=wide,
+                            select=(1,), block_frames=3000, sections=True)
+    on_cluster = batch.filter_files(recordings[:4], spec, tmp_path / "sos", client=cluster_client)
+    frames = np.fromfile(recordings[2], dtype=np.int16).reshape(-1, CHANNELS)
+    d = rz.design(fs=fs, **wide)
+    expected = ref.frames(0, fs, frames, 3000, [(1, d.spec)], sections=True)
+    assert outputs(on_cluster)[2] == expected
+    # The transfer function would differ: the mode reached the workers.
+    assert expected != ref.frames(0, fs, frames, 3000, [(1, d.spec)])
+
+
 def test_decimate_and_integrate_files_on_cluster_equal_sequential(recordings, cluster_client,
                                                                  tmp_path):
     dspec = batch.DecimateSpec(dtype="int16", channels=CHANNELS, ratio=10, block_frames=5000)

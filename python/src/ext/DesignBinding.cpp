@@ -18,10 +18,6 @@ constexpr py::ssize_t kMaxSamplesPerCall = py::ssize_t{1} << 30;
 // The value FilterUser keeps in m_dReserved; nothing reads it.
 constexpr double kReservedField = 0.0;
 
-bool IsIir(int method) {
-    return method == DM_BUTTERWORTH || method == DM_CHEBYSHEV1 || method == DM_CHEBYSHEV2;
-}
-
 py::array_t<double> CopyOf(const double* values, int count) {
     py::array_t<double> out(count);
     if (count > 0) {
@@ -31,6 +27,10 @@ py::array_t<double> CopyOf(const double* values, int count) {
 }
 
 }  // namespace
+
+bool IsIir(int method) {
+    return method == DM_BUTTERWORTH || method == DM_CHEBYSHEV1 || method == DM_CHEBYSHEV2;
+}
 
 bool DesignInto(FilterUser& user, const DesignSpec& spec) {
     user.setFilterParameter(spec.band, spec.method, spec.f1, spec.f2, spec.f3, spec.f4, spec.fs,
@@ -106,6 +106,17 @@ py::array_t<double> DesignCore::A() {
     return CopyOf(c.a, c.count);
 }
 
+py::array_t<double> DesignCore::Sos() {
+    const double* rows = m_user.GetSections();
+    const int count = rows == nullptr ? 0 : m_user.GetSectionCount();
+    py::array_t<double> out({static_cast<py::ssize_t>(count), py::ssize_t{kSectionWidth}});
+    if (count > 0) {
+        std::memcpy(out.mutable_data(), rows,
+                    static_cast<std::size_t>(count) * kSectionWidth * sizeof(double));
+    }
+    return out;
+}
+
 py::tuple DesignCore::Response(bool unwrap) {
     ClassicFilter* filter = m_user.m_pFilter;
     if (filter == nullptr || filter->m_pAmplitude == nullptr || filter->m_pFreqAxis == nullptr ||
@@ -134,9 +145,14 @@ py::tuple DesignCore::AxisLimits() {
     return py::make_tuple(m_user.m_dMaxValue, m_user.m_dMinValue);
 }
 
-FilterCore::FilterCore(const DesignSpec& spec) {
+FilterCore::FilterCore(const DesignSpec& spec, bool sections) : m_sections(sections) {
+    m_user.setSectionMode(sections);
     if (!DesignInto(m_user, spec) || CoefficientsOf(m_user).count == 0) {
         throw py::value_error("design: the specification does not give a usable filter");
+    }
+    // In section mode an IIR design without sections would leave the output unwritten.
+    if (sections && IsIir(spec.method) && m_user.GetSectionCount() < 1) {
+        throw py::value_error("sections: this design has no second-order sections to run");
     }
 }
 
@@ -232,11 +248,17 @@ void BindDesign(py::module_& m) {
                                "Validated, stable and holding coefficients to filter with.")
         .def_property_readonly("b", &DesignCore::B)
         .def_property_readonly("a", &DesignCore::A)
+        .def_property_readonly("sos", &DesignCore::Sos,
+                               "Second-order sections, (n, 6) rows b0 b1 b2 a0 a1 a2.")
+        .def_property_readonly("pole_radius", &DesignCore::PoleRadius,
+                               "Largest pole magnitude of the stored denominator.")
         .def("response", &DesignCore::Response, py::arg("unwrap") = false)
         .def("axis_limits", &DesignCore::AxisLimits);
 
     py::class_<FilterCore>(m, "FilterCore", "FilterUser::FilterData with carried state.")
-        .def(py::init<const DesignSpec&>(), py::arg("spec"))
+        .def(py::init<const DesignSpec&, bool>(), py::arg("spec"), py::arg("sections") = false)
+        .def_property_readonly("sections", &FilterCore::Sections,
+                               "IIR designs run as the second-order section cascade.")
         .def("__call__", &FilterCore::Call, py::arg("x"), py::arg("out") = py::none())
         .def("reset", &FilterCore::Reset);
 }

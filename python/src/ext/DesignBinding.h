@@ -56,6 +56,11 @@ public:
     bool Usable();
     py::array_t<double> B();
     py::array_t<double> A();
+    // The library's second-order sections, (n, 6) rows b0 b1 b2 a0 a1 a2;
+    // (0, 6) for FIR-type and failed designs.
+    py::array_t<double> Sos();
+    // Largest pole magnitude of the stored denominator (0.0 FIR-type, -1.0 no design).
+    double PoleRadius() { return m_user.GetPoleRadius(); }
     // (frequency Hz, amplitude dB, phase rad); phase unwrapped by the library's
     // own unwrapping when asked. Raises when the design computed no response.
     py::tuple Response(bool unwrap);
@@ -71,10 +76,17 @@ private:
     py::array_t<double> m_unwrappedPhase;
 };
 
-// FilterUser::FilterData with carried state over float32 arrays.
+// Rows of the sections array: b0 b1 b2 a0 a1 a2.
+constexpr int kSectionWidth = 6;
+
+// FilterUser::FilterData with carried state over float32 arrays, running IIR
+// designs as their single transfer function or, in section mode, as the
+// cascade of second-order sections.
 class FilterCore {
 public:
-    explicit FilterCore(const DesignSpec& spec);
+    FilterCore(const DesignSpec& spec, bool sections);
+
+    bool Sections() const { return m_sections; }
 
     // Filters x into out (a new array when out is None; out may be x itself).
     py::array Call(const py::handle& x, const py::handle& out);
@@ -82,8 +94,12 @@ public:
 
 private:
     FilterUser m_user;
+    bool m_sections;
     std::atomic<bool> m_busy{false};
 };
+
+// Whether the design method is one of the IIR families (the ones with sections).
+bool IsIir(int method);
 
 void BindDesign(py::module_& m);
 

@@ -56,14 +56,15 @@ void RequireRate(double fs) {
     }
 }
 
-FrameFilterCore::FrameFilterCore(int channels, int sampleCode, double fs)
-    : m_channels(channels), m_sampleCode(sampleCode) {
+FrameFilterCore::FrameFilterCore(int channels, int sampleCode, double fs, bool sections)
+    : m_channels(channels), m_sampleCode(sampleCode), m_sections(sections) {
     RequireFrameSetup(channels, sampleCode, false);
     RequireRate(fs);
     if (!m_filter.Init(channels, static_cast<int>(SampleBytes(sampleCode)),
                        static_cast<float>(fs))) {
         throw py::value_error("the frame filter refused its set-up");
     }
+    m_filter.setSectionMode(sections);
 }
 
 void FrameFilterCore::RequireChannel(int channel) const {
@@ -92,8 +93,9 @@ py::tuple FrameFilterCore::Design(int channel, const DesignSpec& spec) {
     m_filter.DesignFilter(channel, &param);
     ChannelFilter* record = m_filter.m_ppChannels[channel];
     FilterUser* user = record->m_pFilterUser;
+    const bool runnable = !m_sections || !IsIir(spec.method) || user->GetSectionCount() > 0;
     return py::make_tuple(record->m_bEnabled, user->GetIsStability(),
-                          py::bytes(user->GetErrorMessage()));
+                          py::bytes(user->GetErrorMessage()), runnable);
 }
 
 void FrameFilterCore::Disable(int channel) {
@@ -148,8 +150,10 @@ void BesselFilterCore::Process(const py::handle& obj) {
 
 void BindFrames(py::module_& m) {
     py::class_<FrameFilterCore>(m, "FrameFilterCore")
-        .def(py::init<int, int, double>(), py::arg("channels"), py::arg("sample_code"),
-             py::arg("fs"))
+        .def(py::init<int, int, double, bool>(), py::arg("channels"), py::arg("sample_code"),
+             py::arg("fs"), py::arg("sections") = false)
+        .def_property_readonly("sections", &FrameFilterCore::Sections,
+                               "Every channel's IIR design runs as its section cascade.")
         .def("_design", &FrameFilterCore::Design, py::arg("channel"), py::arg("spec"))
         .def("disable", &FrameFilterCore::Disable, py::arg("channel"),
              "Leaves the channel unfiltered from the next block on.")

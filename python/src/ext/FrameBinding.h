@@ -13,14 +13,18 @@ namespace rzfpy {
 
 namespace py = pybind11;
 
-// CChnsFilterFunc over frames × channels arrays, filtered in place.
+// CChnsFilterFunc over frames × channels arrays, filtered in place; in section
+// mode every channel's IIR design runs as its second-order section cascade.
 class FrameFilterCore {
 public:
-    FrameFilterCore(int channels, int sampleCode, double fs);
+    FrameFilterCore(int channels, int sampleCode, double fs, bool sections);
 
     // CChnsFilterFunc::DesignFilter from a CFilterParam filled from spec (the
-    // rate is the object's). Returns (enabled, stable, message GBK bytes).
+    // rate is the object's). Returns (enabled, stable, message GBK bytes,
+    // whether the channel has what its mode runs: an IIR design in section
+    // mode needs sections).
     py::tuple Design(int channel, const DesignSpec& spec);
+    bool Sections() const { return m_sections; }
     void Disable(int channel);
     void Process(const py::handle& frames);
 
@@ -34,6 +38,7 @@ private:
     CChnsFilterFunc m_filter;
     int m_channels;
     int m_sampleCode;
+    bool m_sections;
     std::atomic<bool> m_busy{false};
 };
 

@@ -112,7 +112,20 @@ class Design(_core.DesignCore):
     library's refusal text, empty when none), ``order``, ``b`` and ``a`` (the
     transfer function the block filter runs; ``a == [1.0]`` for the FIR-type
     designs, whose taps the block filter applies with each product rounded to
-    float32), ``usable``.
+    float32), ``sos`` and ``pole_radius`` (below), ``usable``.
+
+    ``sos``: the IIR design as cascaded second-order sections, an ``(n, 6)``
+    float64 array of rows ``b0 b1 b2 a0 a1 a2`` (``a0 == 1``) that
+    ``scipy.signal.sosfilt`` and ``sosfreqz`` take as is; the library designs
+    them from the same prototype, order, edges and gain as ``b``/``a``, through
+    poles and zeros, so they stay accurate where the single polynomial does not.
+    Shape ``(0, 6)`` for the FIR-type designs and refused designs.
+
+    ``pole_radius``: the largest pole magnitude of the stored denominator
+    ``a``. 1.0 or more means the transfer function as stored is unstable,
+    whatever ``stable`` says (that flag reports the order check): run such a
+    design with ``Filter(design, sections=True)``. 0.0 for the FIR-type
+    designs, -1.0 for refused designs.
     """
 
     def __init__(self, spec: "_core.DesignSpec"):
@@ -200,18 +213,27 @@ class Filter(_core.FilterCore):
     ``f(x)`` filters a 1-D C-contiguous float32 array into a new array;
     ``f(x, out=y)`` writes into ``y`` (``y`` may be ``x`` itself). Consecutive
     calls continue one signal; :meth:`reset` starts from zero state again.
+
+    ``sections=True`` (``FilterUser::setSectionMode``) runs an IIR design as
+    its cascade of second-order sections (:attr:`Design.sos`) in double
+    precision, each output rounded to float32 once; use it for designs whose
+    ``pole_radius`` is 1.0 or more, which the single transfer function (the
+    default) cannot run. FIR-type designs filter the same either way.
+
     The GIL is released while the library filters, so separate Filter objects
     run in parallel threads; each Filter is used by one thread at a time (a
     second thread calling a busy Filter gets ``RuntimeError``).
     """
 
-    def __init__(self, design: Design):
+    def __init__(self, design: Design, sections: bool = False):
         if not isinstance(design, Design):
             raise TypeError(f"design: expected an rzfilterfunc.Design, got {type(design).__name__}")
+        if not isinstance(sections, (bool, np.bool_)):
+            raise TypeError(f"sections: expected a bool, got {type(sections).__name__}")
         if not design.usable:
             text, gbk = _refusal(design.message_gbk, "the design has no usable filter")
             raise DesignError(text, gbk, design)
-        super().__init__(design.spec)
+        super().__init__(design.spec, bool(sections))
         self.design = design
 
     def __call__(self, x: np.ndarray, out: Optional[np.ndarray] = None) -> np.ndarray:
@@ -231,11 +253,17 @@ class FrameFilter(_core.FrameFilterCore):
     Design channels with :meth:`design`; undesigned channels pass through.
     ``ff(frames)`` filters a C-contiguous ``(frames, channels)`` array in place
     and returns it. Samples convert back by truncation toward zero, int16
-    wrapping, exactly as the library does. One thread at a time per object.
+    wrapping, exactly as the library does. ``sections=True``
+    (``CChnsFilterFunc::setSectionMode``) runs every channel's IIR design as
+    its second-order section cascade, as :class:`Filter` does. One thread at a
+    time per object.
     """
 
-    def __init__(self, channels: int, fs: float, dtype: Any):
-        super().__init__(integer(channels, "channels", 1), sample_code(dtype), real(fs, "fs"))
+    def __init__(self, channels: int, fs: float, dtype: Any, sections: bool = False):
+        if not isinstance(sections, (bool, np.bool_)):
+            raise TypeError(f"sections: expected a bool, got {type(sections).__name__}")
+        super().__init__(integer(channels, "channels", 1), sample_code(dtype), real(fs, "fs"),
+                         bool(sections))
 
     @property
     def dtype(self) -> np.dtype:
@@ -265,10 +293,12 @@ class FrameFilter(_core.FrameFilterCore):
             if band is None or edges is None:
                 raise TypeError("design() needs band and edges with a method name or code")
             spec = _make_spec(method, band, self.fs, edges, ripple, atten, length, window)
-        enabled, stable, gbk = self._design(channel, spec)
-        if check and not (enabled and stable):
+        enabled, stable, gbk, runnable = self._design(channel, spec)
+        if check and not (enabled and stable and runnable):
             self.disable(channel)
-            text, gbk = _refusal(gbk, "the design did not produce a usable filter")
+            detail = ("the design did not produce a usable filter" if runnable else
+                      "the design has no second-order sections to run")
+            text, gbk = _refusal(gbk, detail)
             raise DesignError(text, gbk)
 
     def __call__(self, frames: np.ndarray) -> np.ndarray:

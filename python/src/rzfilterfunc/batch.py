@@ -36,7 +36,9 @@ class FilterSpec:
     float32), ``channels`` per frame, at ``fs`` Hz. ``design`` holds the
     keyword arguments of :func:`rzfilterfunc.design` without ``fs``;
     ``channel_designs`` overrides it per channel; ``select`` lists the channels
-    to filter (default all; the others pass through)."""
+    to filter (default all; the others pass through); ``sections`` runs the
+    IIR designs as second-order section cascades (see
+    :class:`rzfilterfunc.FrameFilter`)."""
 
     dtype: str
     channels: int
@@ -45,6 +47,7 @@ class FilterSpec:
     channel_designs: Mapping[int, Mapping[str, Any]] = field(default_factory=dict)
     select: Optional[Tuple[int, ...]] = None
     block_frames: int = _DEFAULT_BLOCK_FRAMES
+    sections: bool = False
 
 
 @dataclass(frozen=True)
@@ -125,7 +128,7 @@ def _stream(path: str, out_path: str, dtype: str, channels: int, block_frames: i
 
 def filter_file(path: str, spec: FilterSpec, out_path: str) -> FileResult:
     """Filters one file sequentially (what each task runs)."""
-    ff = _rz.FrameFilter(spec.channels, spec.fs, spec.dtype)
+    ff = _rz.FrameFilter(spec.channels, spec.fs, spec.dtype, sections=spec.sections)
     chosen = range(spec.channels) if spec.select is None else spec.select
     for ch in chosen:
         kwargs = dict(spec.channel_designs.get(ch, spec.design))

@@ -22,6 +22,9 @@ namespace {
 
 using Args = std::vector<std::string>;
 
+// Doubles per second-order section row: b0 b1 b2 a0 a1 a2.
+constexpr int kSectionWidth = 6;
+
 double Num(const std::string& s) {
     char* end = nullptr;
     const double v = std::strtod(s.c_str(), &end);
@@ -94,6 +97,9 @@ void CmdDesign(const Args& a) {
         std::printf(" %u", c);
     }
     std::printf("\n");
+    std::printf("poleradius %a\n", user.GetPoleRadius());
+    const double* rows = user.GetSections();
+    PrintValues("sections", rows, rows == nullptr ? 0 : user.GetSectionCount() * kSectionWidth);
     if (f == nullptr || !ok) {
         return;
     }
@@ -118,9 +124,10 @@ void CmdDesign(const Args& a) {
     }
 }
 
-// filter <design 11> <blocks a,b,..> in out [reset_at]
-void CmdFilter(const Args& a) {
+// filter|filter-sections <design 11> <blocks a,b,..> in out [reset_at]
+void CmdFilter(const Args& a, bool sections) {
     FilterUser user;
+    user.setSectionMode(sections);
     Design(user, a, 1);
     std::vector<int> blocks;
     for (const auto& s : Split(a[12], ',')) {
@@ -159,12 +166,15 @@ void StreamFrames(std::vector<char>& raw, int frameBytes, int blockFrames, Proce
     }
 }
 
-// frames type channels fs blockframes in out ch,M,B,f1,f2,f3,f4,len,ripple,atten,win ...
-void CmdFrames(const Args& a) {
+// frames|frames-sections type channels fs blockframes in out
+//     ch,M,B,f1,f2,f3,f4,len,ripple,atten,win ...
+// frames-sections sets the mode before Init, which hands it to the channels.
+void CmdFrames(const Args& a, bool sections) {
     const int type = Int(a[1]);
     const int channels = Int(a[2]);
     const int width = SampleWidth(type);
     CChnsFilterFunc chns;
+    chns.setSectionMode(sections);
     if (!chns.Init(channels, width, static_cast<float>(Num(a[3])))) {
         throw std::runtime_error("Init refused");
     }
@@ -303,8 +313,9 @@ int main(int argc, char** argv) {
     const Args a(argv + 1, argv + argc);
     if (a.empty()) {
         std::fprintf(stderr,
-                     "usage: rzf_reference design|filter|frames|bessel|decimate|integrate|"
-                     "kaiser4|kaiser2|time-filter ...\n");
+                     "usage: rzf_reference design|filter|filter-sections|frames|"
+                     "frames-sections|bessel|decimate|integrate|kaiser4|kaiser2|"
+                     "time-filter ...\n");
         return 2;
     }
     // Validation failures are traced; keep stderr for real errors.
@@ -313,10 +324,10 @@ int main(int argc, char** argv) {
         const std::string& cmd = a[0];
         if (cmd == "design") {
             CmdDesign(a);
-        } else if (cmd == "filter") {
-            CmdFilter(a);
-        } else if (cmd == "frames") {
-            CmdFrames(a);
+        } else if (cmd == "filter" || cmd == "filter-sections") {
+            CmdFilter(a, cmd == "filter-sections");
+        } else if (cmd == "frames" || cmd == "frames-sections") {
+            CmdFrames(a, cmd == "frames-sections");
         } else if (cmd == "bessel") {
             CmdBessel(a);
         } else if (cmd == "decimate") {
