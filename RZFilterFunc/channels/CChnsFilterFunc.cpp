@@ -29,7 +29,8 @@ CChnsFilterFunc::CChnsFilterFunc()
       m_ppChannels(nullptr),
       m_nSampleWidth(0),
       m_nChannelCount(0),
-      m_fSampleRate(0.0f) {}
+      m_fSampleRate(0.0f),
+      m_bSectionMode(false) {}
 
 // Copies share the channel array (designs, filter states and buffers); the
 // shared owner frees it with its last holder, so either object may be
@@ -59,6 +60,7 @@ bool CChnsFilterFunc::Init(int chnCount, int bytesPerSample, float sampleRate) {
         ChannelFilter* ch = new ChannelFilter{nullptr, nullptr, 0, nullptr, false};
         channels[i] = ch;
         ch->m_pFilterUser = new FilterUser();
+        ch->m_pFilterUser->setSectionMode(m_bSectionMode);
     }
     m_ppChannels = channels;
     m_nChannelCount = count;
@@ -66,6 +68,18 @@ bool CChnsFilterFunc::Init(int chnCount, int bytesPerSample, float sampleRate) {
     m_fSampleRate = sampleRate;
     m_bInit = true;
     return true;
+}
+
+void CChnsFilterFunc::setSectionMode(bool bSections) {
+    m_bSectionMode = bSections;
+    if (m_ppChannels == nullptr) {
+        return;
+    }
+    for (int i = 0; i < m_nChannelCount; ++i) {
+        if (m_ppChannels[i] != nullptr && m_ppChannels[i]->m_pFilterUser != nullptr) {
+            m_ppChannels[i]->m_pFilterUser->setSectionMode(bSections);
+        }
+    }
 }
 
 bool CChnsFilterFunc::DesignFilter(int channel, CFilterParam* param) {

@@ -34,6 +34,11 @@ public:
     // Filters the whole frames of data in place; returns the frame count. An
     // enabled channel whose design left no coefficients passes through.
     int InputDataAndDeal(char* data, int type, int byteCount);
+    // Runs every channel's IIR filter as cascaded second-order sections (on)
+    // or as its single transfer function (off, the default); applies to the
+    // channels there are and to those a later Init makes. A change restarts
+    // each channel from zero state.
+    void setSectionMode(bool bSections);
 
 protected:
     void Release();
@@ -49,4 +54,5 @@ public:
 
 private:
     std::shared_ptr<ChannelFilter*> m_channelsOwner;
+    bool m_bSectionMode;
 };

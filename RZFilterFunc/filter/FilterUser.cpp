@@ -1,5 +1,6 @@
 #include "RZFilterFunc/filter/FilterUser.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <vector>
@@ -12,6 +13,9 @@
 #include "RZFilterFunc/iir/ChebyiFilter.h"
 #include "RZFilterFunc/iir/ChebyiiFilter.h"
 #include "RZFilterFunc/iir/IIRFilter.h"
+#include "RZFilterFunc/iir/PoleRadius.h"
+#include "RZFilterFunc/iir/SectionDesign.h"
+#include "RZFilterFunc/iir/SectionKernel.h"
 #include "RZFilterFunc/platform/HardWareConfig.h"
 #include "RZFilterFunc/platform/MathConst.h"
 #include "RZFilterFunc/platform/NumericConvert.h"
@@ -63,7 +67,9 @@ FilterUser::FilterUser()
       m_nReserved3(0),
       m_nReserved4(0),
       m_bFirstInput(true),
-      m_nStateLength(0) {}
+      m_nStateLength(0),
+      m_nSectionCount(0),
+      m_bSectionMode(false) {}
 
 // Member-by-member copies: both objects then use the same filter and state.
 // The shared owners keep them alive until the last user lets go.
@@ -271,6 +277,10 @@ void FilterUser::GetNewFilter(DESIGN_METHOD method) {
 }
 
 bool FilterUser::DesignFilter() {
+    // Every design starts without sections; an IIR design makes its own.
+    m_sectionOwner.reset();
+    m_sectionStateOwner.reset();
+    m_nSectionCount = 0;
     if (m_nDesignMethod >= DM_BUTTERWORTH && m_nDesignMethod <= DM_AVERAGE) {
         GetNewFilter(static_cast<DESIGN_METHOD>(m_nDesignMethod));
     } else {
@@ -301,6 +311,9 @@ bool FilterUser::DesignFilter() {
             iir->m_dPassRipple = m_dPassRipple;
             iir->m_dStopAtten = m_dStopAtten;
             m_nIIROrder = iir->DesignIIR();
+            if (m_nIIROrder > 0) {
+                DesignSections();
+            }
             break;
         }
         case DM_WINDOW_FIR:
@@ -349,6 +362,10 @@ void FilterUser::FilterData(float* in, float* out, int count) {
         case DM_BUTTERWORTH:
         case DM_CHEBYSHEV1:
         case DM_CHEBYSHEV2: {
+            if (m_bSectionMode) {
+                FilterSections(in, out, count);
+                return;
+            }
             // Transposed direct form II; a[0] is taken as 1 and never read.
             const int order = m_nIIROrder;
             if (b == nullptr || a == nullptr || order < 1 || order >= m_pFilter->GetCoefCount()) {
@@ -424,6 +441,78 @@ void FilterUser::FilterData(float* in, float* out, int count) {
             }
             return;
         }
+    }
+}
+
+void FilterUser::DesignSections() {
+    rzf::SectionRequest request;
+    request.family = m_nDesignMethod == DM_BUTTERWORTH  ? rzf::IirFamily::kButterworth
+                     : m_nDesignMethod == DM_CHEBYSHEV1 ? rzf::IirFamily::kChebyshevI
+                                                        : rzf::IirFamily::kChebyshevII;
+    request.bandType = m_nBandType;
+    request.filterOrder = m_nIIROrder;
+    request.sampleFreq = m_dSampleFreq;
+    request.freq1 = m_dFreq1;
+    request.freq2 = m_dFreq2;
+    request.freq3 = m_dFreq3;
+    request.freq4 = m_dFreq4;
+    request.stopAtten = m_dStopAtten;
+    const rzf::SectionSet sections = rzf::DesignSections(request);
+    const int count = sections.Count();
+    if (count < 1) {
+        return;
+    }
+    std::shared_ptr<double[]> rows(new double[sections.rows.size()]);
+    std::copy(sections.rows.begin(), sections.rows.end(), rows.get());
+    std::shared_ptr<double[]> state(
+        new double[static_cast<std::size_t>(count) * rzf::kSectionStateWidth]);
+    if (!rzf::InitSectionCascade(rows.get(), count, state.get())) {
+        return;
+    }
+    m_sectionOwner = std::move(rows);
+    m_sectionStateOwner = std::move(state);
+    m_nSectionCount = count;
+}
+
+void FilterUser::FilterSections(float* in, float* out, int count) {
+    if (m_nSectionCount < 1 || !m_sectionOwner || !m_sectionStateOwner) {
+        return;
+    }
+    if (m_bFirstInput) {
+        // Zeroes the state it has; the rows were checked at the design.
+        rzf::InitSectionCascade(m_sectionOwner.get(), m_nSectionCount, m_sectionStateOwner.get());
+        m_bFirstInput = false;
+    }
+    if (count < 1 || in == nullptr || out == nullptr) {
+        return;
+    }
+    rzf::RunSectionCascade(m_sectionOwner.get(), m_nSectionCount, m_sectionStateOwner.get(), in,
+                           out, count);
+}
+
+double FilterUser::GetPoleRadius() {
+    if (m_pFilter == nullptr) {
+        return -1.0;
+    }
+    if (auto* iir = dynamic_cast<IIRFilter*>(m_pFilter)) {
+        return rzf::PoleRadius(iir->m_pDenominator, iir->m_nFilterOrder);
+    }
+    // FIR and moving-average designs have all their poles at the origin.
+    return m_pFilter->GetNumerator() != nullptr ? 0.0 : -1.0;
+}
+
+int FilterUser::GetSectionCount() {
+    return m_nSectionCount;
+}
+
+const double* FilterUser::GetSections() {
+    return m_nSectionCount > 0 ? m_sectionOwner.get() : nullptr;
+}
+
+void FilterUser::setSectionMode(bool bSections) {
+    if (bSections != m_bSectionMode) {
+        m_bSectionMode = bSections;
+        m_bFirstInput = true;
     }
 }
 

@@ -52,6 +52,23 @@ public:
     void InitDes(FilterUser& target);
     void GetMaxMin();
 
+    // Largest pole magnitude of the current IIR design's transfer function as
+    // stored (its denominator): 1.0 or more means that this single transfer
+    // function is unstable, whatever GetIsStability says. 0.0 for FIR and
+    // moving-average designs, -1.0 when there is no usable design.
+    double GetPoleRadius();
+    // The current IIR design as cascaded second-order sections (same
+    // prototype, order, pre-warped edges and gain): rows of six doubles
+    // b0 b1 b2 a0 a1 a2 with a0 = 1, valid until the next design. 0 and null
+    // for FIR, moving-average and failed designs.
+    int GetSectionCount();
+    const double* GetSections();
+    // On: FilterData runs IIR designs as the section cascade (double
+    // precision, each output rounded to float once), which stays accurate
+    // where the single transfer function does not. Off (the default): the
+    // transfer function. A change of mode restarts from zero state.
+    void setSectionMode(bool bSections);
+
 protected:
     bool JudgeIsValidData();
     static void InputToFilter(float* in, int count, float* coef, int taps, float* out);
@@ -67,6 +84,9 @@ private:
     // with zeros only when it is shorter than the current design needs (a
     // redesign without a restart may lengthen it), so the loops never leave it.
     void PrepareState(int length);
+    // Sections of the IIR design just made (none when it admits none).
+    void DesignSections();
+    void FilterSections(float* in, float* out, int count);
 
 public:
     ClassicFilter* m_pFilter;
@@ -103,4 +123,10 @@ private:
     std::shared_ptr<ClassicFilter> m_filterOwner;
     std::shared_ptr<double[]> m_stateOwner;
     int m_nStateLength;  // entries of m_pState
+    // Second-order sections of the current IIR design and their state, shared
+    // by copies like the transfer function's state.
+    std::shared_ptr<double[]> m_sectionOwner;
+    std::shared_ptr<double[]> m_sectionStateOwner;
+    int m_nSectionCount;
+    bool m_bSectionMode;
 };

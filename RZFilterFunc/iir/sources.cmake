@@ -5,7 +5,10 @@ list(APPEND RZF_SOURCES
   RZFilterFunc/iir/ChebyiiFilter.cpp
   RZFilterFunc/iir/IIRFilter.cpp
   RZFilterFunc/iir/IirDesignSteps.cpp
+  RZFilterFunc/iir/PoleRadius.cpp
   RZFilterFunc/iir/PolyMath.cpp
+  RZFilterFunc/iir/SectionDesign.cpp
+  RZFilterFunc/iir/SectionKernel.cpp
   RZFilterFunc/iir/SutraIIRFilter.cpp)
 list(APPEND RZF_PUBLIC_HEADERS
   RZFilterFunc/iir/ButwcfFilter.h
