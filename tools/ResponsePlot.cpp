@@ -44,6 +44,11 @@ constexpr double kRootMargin = 1.1;       // room beyond the outermost root show
 constexpr double kSameRoot = 1e-6;        // roots this close are drawn as one, with a count
 constexpr double kMarker = 5.0;           // half-size of a pole or zero marker (pixels)
 constexpr int kCircleVertices = 360;
+// Inset around the outermost pole when poles there overlap on the main scale.
+constexpr double kInsetSide = 96.0;   // pixels
+constexpr double kInsetNear = 0.1;    // poles this close to the outermost one are zoomed
+constexpr double kInsetMargin = 1.4;  // room around them
+constexpr int kInsetCircleVertices = 4000;
 
 std::string Hz(double f) {
     char buf[48];
@@ -195,6 +200,108 @@ std::string Count(int n, const char* what) {
     return std::to_string(n) + " " + what + (n == 1 ? "" : "s");
 }
 
+void DrawZeroMark(cairo_t* cr, double x, double y, int count) {
+    cairo_new_sub_path(cr);
+    cairo_set_source_rgb(cr, 0.05, 0.2, 0.85);
+    cairo_arc(cr, x, y, kMarker, 0.0, 8.0 * std::atan(1.0));
+    cairo_stroke(cr);
+    if (count > 1) {
+        Text(cr, x + kMarker + 1.0, y + kMarker + 1.0, std::to_string(count), 10.0, 0.0, 0.0);
+    }
+}
+
+void DrawPoleMark(cairo_t* cr, double x, double y, int count) {
+    cairo_set_source_rgb(cr, 0.8, 0.1, 0.1);
+    cairo_move_to(cr, x - kMarker, y - kMarker);
+    cairo_line_to(cr, x + kMarker, y + kMarker);
+    cairo_move_to(cr, x - kMarker, y + kMarker);
+    cairo_line_to(cr, x + kMarker, y - kMarker);
+    cairo_stroke(cr);
+    if (count > 1) {
+        Text(cr, x + kMarker + 1.0, y - kMarker - 1.0, std::to_string(count), 10.0, 0.0, 1.0);
+    }
+}
+
+// Low cut-offs put several poles within a marker's width of each other near
+// z = 1. Then a magnified view around the outermost pole goes in the panel's
+// upper left corner (grey frame, same markers, the unit circle's arc).
+void DrawPoleInset(cairo_t* cr, const Rect& panel, double pixelsPerUnit,
+                   const SectionRoots& roots) {
+    if (roots.poles.empty()) {
+        return;
+    }
+    std::complex<double> outer = roots.poles.front();
+    for (const std::complex<double>& p : roots.poles) {
+        if (std::abs(p) > std::abs(outer)) {
+            outer = p;
+        }
+    }
+    std::vector<std::complex<double>> near;
+    for (const RootGroup& g : GroupRoots(roots.poles)) {
+        if (std::abs(g.at - outer) < kInsetNear) {
+            near.push_back(g.at);
+        }
+    }
+    std::complex<double> centre(0.0, 0.0);
+    for (const std::complex<double>& p : near) {
+        centre += p / static_cast<double>(near.size());
+    }
+    double closest = HUGE_VAL;
+    double reach = 0.0;
+    for (size_t i = 0; i < near.size(); ++i) {
+        reach = std::max(reach, std::abs(near[i] - centre));
+        for (size_t k = i + 1; k < near.size(); ++k) {
+            closest = std::min(closest, std::abs(near[i] - near[k]));
+        }
+    }
+    if (near.size() < 2 || closest * pixelsPerUnit >= 2.0 * kMarker) {
+        return;
+    }
+    const double half = std::max(reach, closest) * kInsetMargin;
+    outer = centre;
+    const Rect r{panel.x + 6.0, panel.y + 6.0, kInsetSide, kInsetSide};
+    auto inView = [&](std::complex<double> z) {
+        return std::fabs(z.real() - centre.real()) <= half &&
+               std::fabs(z.imag() - centre.imag()) <= half;
+    };
+    auto px = [&](double re) { return r.x + (re - (outer.real() - half)) / (2.0 * half) * r.w; };
+    auto py = [&](double im) {
+        return r.y + r.h - (im - (outer.imag() - half)) / (2.0 * half) * r.h;
+    };
+    cairo_save(cr);
+    cairo_rectangle(cr, r.x, r.y, r.w, r.h);
+    cairo_set_source_rgb(cr, 1.0, 1.0, 1.0);
+    cairo_fill_preserve(cr);
+    cairo_set_source_rgb(cr, 0.5, 0.5, 0.5);
+    cairo_set_line_width(cr, 1.0);
+    cairo_stroke_preserve(cr);
+    cairo_clip(cr);
+    cairo_set_line_width(cr, 1.0);
+    cairo_set_source_rgb(cr, 0.6, 0.6, 0.6);
+    const double turn = 8.0 * std::atan(1.0);
+    for (int k = 0; k <= kInsetCircleVertices; ++k) {
+        const double t = turn * k / kInsetCircleVertices;
+        k == 0 ? cairo_move_to(cr, px(std::cos(t)), py(std::sin(t)))
+               : cairo_line_to(cr, px(std::cos(t)), py(std::sin(t)));
+    }
+    cairo_stroke(cr);
+    cairo_set_line_width(cr, 1.4);
+    for (const RootGroup& g : GroupRoots(roots.zeros)) {
+        if (inView(g.at)) {
+            DrawZeroMark(cr, px(g.at.real()), py(g.at.imag()), g.count);
+        }
+    }
+    for (const RootGroup& g : GroupRoots(roots.poles)) {
+        if (inView(g.at)) {
+            DrawPoleMark(cr, px(g.at.real()), py(g.at.imag()), g.count);
+        }
+    }
+    cairo_restore(cr);
+    char buf[120];
+    std::snprintf(buf, sizeof buf, "zoom: %.4g%+.2gi +- %.2g", centre.real(), centre.imag(), half);
+    Text(cr, r.x, r.y + r.h + 3.0, buf, 9.0, 0.0, 1.0);
+}
+
 // Unit circle, poles (x) and zeros (o) of the sections, on axes of one scale.
 // Roots beyond kFarRoot (none in a well-formed design, whose zeros lie on the
 // circle or at the origin) are drawn on the frame's edge in their direction.
@@ -253,28 +360,15 @@ void DrawPoleZero(cairo_t* cr, const Rect& r, double titleX, const SectionRoots&
     for (const RootGroup& g : GroupRoots(roots.zeros)) {
         double x, y;
         place(g.at, x, y);
-        cairo_new_sub_path(cr);
-        cairo_set_source_rgb(cr, 0.05, 0.2, 0.85);
-        cairo_arc(cr, x, y, kMarker, 0.0, turn);
-        cairo_stroke(cr);
-        if (g.count > 1) {
-            Text(cr, x + kMarker + 1.0, y + kMarker + 1.0, std::to_string(g.count), 10.0, 0.0, 0.0);
-        }
+        DrawZeroMark(cr, x, y, g.count);
     }
     for (const RootGroup& g : GroupRoots(roots.poles)) {
         double x, y;
         place(g.at, x, y);
-        cairo_set_source_rgb(cr, 0.8, 0.1, 0.1);
-        cairo_move_to(cr, x - kMarker, y - kMarker);
-        cairo_line_to(cr, x + kMarker, y + kMarker);
-        cairo_move_to(cr, x - kMarker, y + kMarker);
-        cairo_line_to(cr, x + kMarker, y - kMarker);
-        cairo_stroke(cr);
-        if (g.count > 1) {
-            Text(cr, x + kMarker + 1.0, y - kMarker - 1.0, std::to_string(g.count), 10.0, 0.0, 1.0);
-        }
+        DrawPoleMark(cr, x, y, g.count);
     }
     cairo_restore(cr);
+    DrawPoleInset(cr, r, r.w / (2.0 * range), roots);
 
     char buf[200];
     std::snprintf(buf, sizeof buf, "Poles (x), zeros (o) of the %s; largest radius %.6f",

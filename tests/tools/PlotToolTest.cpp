@@ -83,6 +83,7 @@ struct ResponsePlot {
     bool hasPoleZero = false;
     std::vector<Point> ampCurve, delayCurve, phaseCurve;
     std::vector<Point> unitCircle, poleMarks, zeroMarks;
+    std::vector<Box> insets;  // grey frames of magnified views in the pole-zero panel
     std::vector<Box> ampMask, zoomMask;
     std::vector<double> ampEdges;  // x of the dashed edge lines in the amplitude panel
 };
@@ -137,6 +138,9 @@ ResponsePlot ReadResponsePlot(const std::string& path) {
             r.delayCurve = all();
         } else if (p.style.find("stroke:rgb(80%,25%,0%)") != std::string::npos) {
             r.phaseCurve = all();
+        } else if (p.style.find("stroke:rgb(50%,50%,50%)") != std::string::npos &&
+                   !p.parts.empty() && p.parts[0].size() == 4) {
+            r.insets.push_back(Bounds(p.parts[0]));
         } else if (p.style.find("stroke:rgb(30%,30%,30%)") != std::string::npos) {
             r.unitCircle = all();
         } else if (p.style.find("stroke:rgb(80%,10%,10%)") != std::string::npos &&
@@ -295,7 +299,9 @@ TEST(PlotTool, LogFrequencyAxis) {
 // An IIR plot carries a square pole-zero panel: the unit circle round and
 // centred (the axes run from -1.2 to 1.2 when every root lies within that),
 // an x at each pole and an o at each zero the design's JSON lists, to a
-// hundredth of a pixel. A FIR design has no such panel.
+// hundredth of a pixel. This design's poles near 0.9 + 0.4i overlap on that
+// scale, so a magnified view of them sits in the upper left corner with its
+// own markers. A FIR design has no such panel.
 TEST(PlotTool, PoleZeroDiagramOfTheSections) {
     const std::string dir = tooltest::FreshDir("plot_pole_zero");
     const tooltest::RunResult r = tooltest::RunTool(
@@ -314,6 +320,26 @@ TEST(PlotTool, PoleZeroDiagramOfTheSections) {
     for (const Point& q : p.unitCircle) {
         EXPECT_NEAR(std::hypot(q.x - cx, q.y - cy), unit, kPixel);
     }
+    ASSERT_EQ(p.insets.size(), 1u);
+    const Box inset = p.insets[0];
+    EXPECT_TRUE(Inside(f, inset));
+    auto outsideInset = [&](const std::vector<Point>& all, size_t& inside) {
+        std::vector<Point> out;
+        inside = 0;
+        for (const Point& m : all) {
+            if (m.x >= inset.x0 && m.x <= inset.x1 && m.y >= inset.y0 && m.y <= inset.y1) {
+                ++inside;
+            } else {
+                out.push_back(m);
+            }
+        }
+        return out;
+    };
+    size_t insetPoles = 0;
+    size_t insetZeros = 0;
+    const std::vector<Point> poles = outsideInset(p.poleMarks, insetPoles);
+    const std::vector<Point> zeros = outsideInset(p.zeroMarks, insetZeros);
+    EXPECT_GE(insetPoles, 2u);
     auto expectMarks = [&](const nlohmann::json& roots, const std::vector<Point>& marks) {
         ASSERT_EQ(marks.size(), roots.size());
         for (const auto& z : roots) {
@@ -326,8 +352,8 @@ TEST(PlotTool, PoleZeroDiagramOfTheSections) {
             EXPECT_LT(nearest, kPixel) << z;
         }
     };
-    expectMarks(j["poles"], p.poleMarks);
-    expectMarks(j["zeros"], p.zeroMarks);
+    expectMarks(j["poles"], poles);
+    expectMarks(j["zeros"], zeros);
 
     const std::string fir = tooltest::FreshDir("plot_pole_zero_fir");
     ASSERT_EQ(tooltest::RunTool("design -m window -n 31 --fs 1000 -o .", fir).exitCode, 0);
