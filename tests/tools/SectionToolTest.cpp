@@ -57,7 +57,8 @@ nlohmann::json Reference() {
 // stored per case: 1e-9 for simple roots, 1e-6 where roots are repeated
 // (they move by about the square root of the rounding).
 TEST(SectionTool, SectionRootsMatchNumpy) {
-    for (const auto& c : Reference()["cases"]) {
+    const nlohmann::json reference = Reference();
+    for (const auto& c : reference["cases"]) {
         SCOPED_TRACE(c["name"].get<std::string>());
         std::vector<double> rows;
         for (const auto& row : c["rows"]) {
