@@ -45,6 +45,14 @@ The designer checks all four edges even where a method uses fewer: each must be
 above 0, and the highest edge used must not exceed fs/2.56.
 )";
 
+constexpr const char* kSectionsNote = R"(
+An IIR design is run as one transfer function B(z)/A(z), as the library does by
+default. At high orders or with edges far below fs/2 that polynomial can have
+poles outside the unit circle ('rzfilter design' prints its pole radius); such a
+design is refused unless --sections runs it as second-order sections, which are
+stable.
+)";
+
 constexpr const char* kKaiserEdges = R"(  kaiser (takes --atten in whole dB, and --transition):
     lowpass   f1 pass edge, f2 stop edge (f1 < f2)
     highpass  f2 stop edge, f1 pass edge (f2 < f1)
@@ -58,6 +66,8 @@ constexpr const char* kMainFooter = R"(
 Exit codes:
   0  success
   1  the library refused the specification or could not design a usable filter
+     (an unstable transfer function without --sections; results that would turn
+     NaN or infinite from finite input)
   2  usage: unknown option, missing or invalid value, unsuitable format choice
   3  input/output: unreadable, truncated or malformed input, or a failed write
   4  internal error (out of memory, unexpected failure)
@@ -218,7 +228,11 @@ int Run(int argc, char** argv) {
     AddMethodOption(filter, filterArgs, false);
     AddEdgeOptions(filter, filterArgs);
     AddDesignerOptions(filter, filterArgs);
-    filter->footer(kDesignerEdges);
+    bool filterSections = false;
+    filter->add_flag("--sections", filterSections,
+                     "run IIR designs as cascaded second-order sections; needed where the single "
+                     "transfer function is unstable (its pole radius is 1 or more)");
+    filter->footer(std::string(kDesignerEdges) + kSectionsNote);
 
     // bessel
     StreamOptions besselOpt;
@@ -285,7 +299,7 @@ int Run(int argc, char** argv) {
             return RunDesignCommand(spec, files, json);
         }
         if (filter->parsed()) {
-            Report(filterOpt, RunFilter(filterOpt, Finish(filterArgs, false)));
+            Report(filterOpt, RunFilter(filterOpt, Finish(filterArgs, false), filterSections));
             return kExitOk;
         }
         if (bessel->parsed()) {

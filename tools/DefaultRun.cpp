@@ -96,7 +96,7 @@ int RunDefault(const std::string& outDir) {
     opt.output = outPath;
     opt.format = "csv";
     opt.blockFrames = kBlockFrames;
-    const StreamResult result = RunFilter(opt, spec);
+    const StreamResult result = RunFilter(opt, spec, false);
 
     const size_t plotFrames = static_cast<size_t>(spec.fs * kPlotSeconds);
     const std::vector<float> before(signal.begin(), signal.begin() + plotFrames * kSignalChannels);

@@ -1,6 +1,7 @@
 #include "DesignCommand.h"
 
 #include <cmath>
+#include <complex>
 #include <cstdio>
 #include <iostream>
 #include <nlohmann/json.hpp>
@@ -77,6 +78,7 @@ void DesignKaiser(const DesignSpec& spec, DesignOutcome& out) {
     }
     out.accepted = true;
     out.stable = true;
+    out.poleRadius = 0.0;
     out.order = count;
     out.numerator.assign(taps, taps + count);
     delete[] taps;
@@ -185,10 +187,13 @@ DesignOutcome DesignWithLibrary(const DesignSpec& spec) {
         }
         return out;
     }
+    out.poleRadius = user.GetPoleRadius();
     if (spec.method <= DM_CHEBYSHEV2) {
         out.order = user.m_nIIROrder;
         out.numerator = CopyArray(filter->GetNumerator(), out.order + 1);
         out.denominator = CopyArray(filter->GetDenominator(), out.order + 1);
+        out.sections = CopyArray(user.GetSections(), user.GetSectionCount() * kSectionWidth);
+        out.roots = RootsOfSections(out.sections);
     } else if (spec.method == DM_WINDOW_FIR) {
         out.order = filter->m_nLength;
         out.numerator = CopyArray(filter->GetNumerator(), out.order);
@@ -224,6 +229,13 @@ DesignOutcome DesignWithLibrary(const DesignSpec& spec) {
 }
 
 namespace {
+
+// Enough digits to tell a radius just below 1 from 1.
+std::string Radius(double r) {
+    char buf[40];
+    std::snprintf(buf, sizeof buf, "%.9g", r);
+    return buf;
+}
 
 void PrintCoefficients(const char* label, const std::vector<double>& values) {
     std::printf("%s (%zu):\n", label, values.size());
@@ -293,7 +305,27 @@ nlohmann::json OutcomeJson(const DesignSpec& spec, const DesignOutcome& o,
     j["message"] = o.message;
     j["message_en"] = o.gloss;
     j["warnings"] = o.warnings;
+    j["pole_radius"] = o.poleRadius;
+    nlohmann::json rows = nlohmann::json::array();
+    for (int k = 0; k < o.SectionCount(); ++k) {
+        rows.push_back(std::vector<double>(o.sections.begin() + k * kSectionWidth,
+                                           o.sections.begin() + (k + 1) * kSectionWidth));
+    }
+    j["sections"] = rows;
     if (o.accepted && o.stable) {
+        j["transfer_function_stable"] = !o.TransferFunctionUnstable();
+        j["explanation"] = UnstableExplanation(o);
+        auto points = [](const std::vector<std::complex<double>>& values) {
+            nlohmann::json list = nlohmann::json::array();
+            for (const std::complex<double>& v : values) {
+                list.push_back({v.real(), v.imag()});
+            }
+            return list;
+        };
+        j["section_pole_radius"] = LargestMagnitude(o.roots.poles);
+        j["poles"] = points(o.roots.poles);
+        j["zeros"] = points(o.roots.zeros);
+        j["zeros_at_infinity"] = o.roots.zerosAtInfinity;
         j["order"] = o.order;
         j["numerator"] = o.numerator;
         j["denominator"] = o.denominator;
@@ -325,6 +357,34 @@ std::string ShownMessage(const DesignOutcome& o) {
     return o.gloss.empty() ? o.message : o.message + " (" + o.gloss + ")";
 }
 
+std::string UnstableExplanation(const DesignOutcome& o) {
+    if (!o.TransferFunctionUnstable()) {
+        return "";
+    }
+    const int order = static_cast<int>(o.denominator.size()) - 1;
+    std::string s =
+        "The transfer function B(z)/A(z) is unstable: multiplied out into one polynomial of "
+        "order " +
+        std::to_string(order) +
+        ", the design's poles are lost to rounding, and the largest lies at radius " +
+        Radius(o.poleRadius) +
+        ", outside the unit circle. Run as it is (the library's default filtering), it turns any "
+        "input into output that grows without bound until it is infinite or NaN. The library's "
+        "stability flag says only that the order is within its range.";
+    const double sectionRadius = LargestMagnitude(o.roots.poles);
+    if (o.SectionCount() > 0 && sectionRadius < 1.0) {
+        s += " The same design as " + std::to_string(o.SectionCount()) +
+             " second-order sections keeps its poles inside the unit circle (largest radius " +
+             Radius(sectionRadius) +
+             ") and is stable: filter with 'rzfilter filter --sections' (in the library: "
+             "setSectionMode(true)).";
+    } else {
+        s += " Its second-order sections are not stable either (largest pole radius " +
+             Radius(sectionRadius) + "), so this design cannot be run.";
+    }
+    return s;
+}
+
 void PrintDesignSummary(const DesignSpec& spec, const DesignOutcome& o) {
     std::printf("Design: %s\n", SpecLine(spec).c_str());
     if (!o.accepted || !o.stable) {
@@ -332,7 +392,15 @@ void PrintDesignSummary(const DesignSpec& spec, const DesignOutcome& o) {
                     ShownMessage(o).c_str());
         return;
     }
-    std::printf("Result: accepted, stable\n");
+    if (!o.TransferFunctionUnstable()) {
+        std::printf("Result: accepted, stable\n");
+    } else if (LargestMagnitude(o.roots.poles) < 1.0 && o.SectionCount() > 0) {
+        std::printf(
+            "Result: accepted; the transfer function is unstable, the second-order sections "
+            "are stable (see below)\n");
+    } else {
+        std::printf("Result: accepted, but unstable (see below)\n");
+    }
     if (o.denominator.empty()) {
         std::printf("Taps: %d\n", o.order);
     } else {
@@ -344,6 +412,23 @@ void PrintDesignSummary(const DesignSpec& spec, const DesignOutcome& o) {
     PrintCoefficients(o.denominator.empty() ? "Taps h[0..L-1]" : "Numerator b[0..N]", o.numerator);
     if (!o.denominator.empty()) {
         PrintCoefficients("Denominator a[0..N]", o.denominator);
+        std::printf(
+            "Pole radius: %s (largest pole magnitude of B(z)/A(z); 1 or more is unstable)\n",
+            Radius(o.poleRadius).c_str());
+    }
+    if (o.SectionCount() > 0) {
+        std::printf("Second-order sections (%d), rows b0 b1 b2 a0 a1 a2:\n", o.SectionCount());
+        for (int k = 0; k < o.SectionCount(); ++k) {
+            const double* r = o.sections.data() + k * kSectionWidth;
+            std::printf("  [%2d] % .17g % .17g % .17g % .17g % .17g % .17g\n", k, r[0], r[1], r[2],
+                        r[3], r[4], r[5]);
+        }
+        std::printf("Section pole radius: %s (largest pole magnitude of the sections)\n",
+                    Radius(LargestMagnitude(o.roots.poles)).c_str());
+    }
+    const std::string why = UnstableExplanation(o);
+    if (!why.empty()) {
+        std::printf("\n%s\n\n", why.c_str());
     }
     if (!o.response.freq.empty()) {
         std::printf("Response: %zu points, %s; library axis limits 0..%g Hz, %g..0 dB\n",
@@ -379,6 +464,10 @@ int RunDesignCommand(const DesignSpec& spec, const DesignFiles& files, bool json
     }
     if (ok) {
         WriteDesignFiles(spec, o, files);
+    }
+    if (json && ok && o.TransferFunctionUnstable()) {
+        Warn("the transfer function is unstable (pole radius " + Radius(o.poleRadius) +
+             "); filter this design with --sections");
     }
     if (json) {
         std::cout << OutcomeJson(spec, o, ok ? files : DesignFiles{}).dump(2) << std::endl;

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "PoleZero.h"
 #include "Response.h"
 
 namespace rzft {
@@ -41,6 +42,17 @@ struct DesignOutcome {
     std::vector<double> denominator;  // empty for FIR designs
     double tapScale = 1.0;            // Kaiser taps are scaled for fixed point
     Response response;
+    // Largest pole magnitude of the stored transfer function as the library
+    // gives it: 0 for FIR designs, -1 without a usable design.
+    double poleRadius = -1.0;
+    // The IIR design as second-order sections, rows of b0 b1 b2 a0 a1 a2, and
+    // their poles and zeros; empty for FIR designs.
+    std::vector<double> sections;
+    SectionRoots roots;
+
+    int SectionCount() const { return static_cast<int>(sections.size()) / kSectionWidth; }
+    // The transfer function B(z)/A(z) has a pole on or outside the unit circle.
+    bool TransferFunctionUnstable() const { return !denominator.empty() && poleRadius >= 1.0; }
 };
 
 DesignOutcome DesignWithLibrary(const DesignSpec& spec);
@@ -60,6 +72,10 @@ struct DesignFiles {
 
 // The refusal as shown to the user: the message with its English gloss.
 std::string ShownMessage(const DesignOutcome& outcome);
+
+// Why a design's transfer function cannot be run, in plain words, and what
+// runs instead (its sections); empty when the transfer function is stable.
+std::string UnstableExplanation(const DesignOutcome& outcome);
 
 // Prints the human summary of a design to stdout.
 void PrintDesignSummary(const DesignSpec& spec, const DesignOutcome& outcome);

@@ -146,8 +146,8 @@ void Text(cairo_t* cr, double x, double y, const std::string& s, double size, do
 }
 
 void DrawAxes(cairo_t* cr, const Rect& r, const Axis& x, const Axis& y, const std::string& xTitle,
-              const std::string& yTitle, double yStep) {
-    const std::vector<double> xt = Ticks(x, NiceStep(x.hi - x.lo, 10));
+              const std::string& yTitle, double yStep, double xStep) {
+    const std::vector<double> xt = Ticks(x, xStep > 0.0 ? xStep : NiceStep(x.hi - x.lo, 10));
     const std::vector<double> yt = Ticks(y, yStep > 0.0 ? yStep : NiceStep(y.hi - y.lo, 6));
     cairo_set_line_width(cr, 0.5);
     cairo_set_source_rgb(cr, 0.82, 0.82, 0.82);

@@ -52,9 +52,9 @@ private:
 void Text(cairo_t* cr, double x, double y, const std::string& s, double size, double alignX,
           double alignY, bool vertical = false);
 
-// Frame, grid, tick labels and axis titles of one panel. yStep 0 picks one.
+// Frame, grid, tick labels and axis titles of one panel. A step of 0 picks one.
 void DrawAxes(cairo_t* cr, const Rect& r, const Axis& x, const Axis& y, const std::string& xTitle,
-              const std::string& yTitle, double yStep = 0.0);
+              const std::string& yTitle, double yStep = 0.0, double xStep = 0.0);
 
 // One curve as a single path, clipped to the panel; points with a NaN y break
 // the curve. Kept as one polyline per unbroken run in vector output.

@@ -9,6 +9,7 @@
 #include <RZFilterFunc/RZFilterFunc.h>
 
 #include "PlotCanvas.h"
+#include "PoleZero.h"
 
 namespace rzft {
 
@@ -26,12 +27,28 @@ constexpr double kPageWidth = 1000.0;
 constexpr double kLeft = 80.0;
 constexpr double kRight = 30.0;
 constexpr double kTitle = 84.0;
+constexpr double kNoteLine = 16.0;  // a third heading line, for an unstable transfer function
 constexpr double kRowGap = 72.0;
 constexpr double kColumnGap = 90.0;
 constexpr double kBottom = 60.0;
 constexpr double kAmplitudeHeight = 300.0;
 constexpr double kDetailHeight = 220.0;
 constexpr double kPhaseHeight = 200.0;
+constexpr double kPoleZeroSide = 300.0;  // square: both axes share one scale
+constexpr double kPoleZeroNotes = 36.0;  // room for the notes under its axis title
+
+// Pole-zero diagram.
+constexpr double kUnitCircleRange = 1.2;  // axis half-width when every root is near the circle
+constexpr double kFarRoot = 3.0;          // roots further out are drawn on the frame's edge
+constexpr double kRootMargin = 1.1;       // room beyond the outermost root shown
+constexpr double kSameRoot = 1e-6;        // roots this close are drawn as one, with a count
+constexpr double kMarker = 5.0;           // half-size of a pole or zero marker (pixels)
+constexpr int kCircleVertices = 360;
+// Inset around the outermost pole when poles there overlap on the main scale.
+constexpr double kInsetSide = 96.0;   // pixels
+constexpr double kInsetNear = 0.1;    // poles this close to the outermost one are zoomed
+constexpr double kInsetMargin = 1.4;  // room around them
+constexpr int kInsetCircleVertices = 4000;
 
 std::string Hz(double f) {
     char buf[48];
@@ -152,6 +169,223 @@ Axis PassBandSpan(const SpecMask& mask, double nyquist, const Axis& full) {
     const double pad = 0.1 * nyquist;
     return {lo > 0.0 ? std::max(0.0, lo - pad) : 0.0,
             hi < nyquist ? std::min(nyquist, hi + pad) : nyquist};
+}
+
+// Roots that coincide (a Butterworth band-pass has all its zeros at +1 and
+// -1) are drawn once with their count.
+struct RootGroup {
+    std::complex<double> at;
+    int count;
+};
+
+std::vector<RootGroup> GroupRoots(const std::vector<std::complex<double>>& roots) {
+    std::vector<RootGroup> groups;
+    for (const std::complex<double>& r : roots) {
+        bool found = false;
+        for (RootGroup& g : groups) {
+            if (std::abs(g.at - r) < kSameRoot) {
+                ++g.count;
+                found = true;
+                break;
+            }
+        }
+        if (!found) {
+            groups.push_back({r, 1});
+        }
+    }
+    return groups;
+}
+
+std::string Count(int n, const char* what) {
+    return std::to_string(n) + " " + what + (n == 1 ? "" : "s");
+}
+
+void DrawZeroMark(cairo_t* cr, double x, double y, int count) {
+    cairo_new_sub_path(cr);
+    cairo_set_source_rgb(cr, 0.05, 0.2, 0.85);
+    cairo_arc(cr, x, y, kMarker, 0.0, 8.0 * std::atan(1.0));
+    cairo_stroke(cr);
+    if (count > 1) {
+        Text(cr, x + kMarker + 1.0, y + kMarker + 1.0, std::to_string(count), 10.0, 0.0, 0.0);
+    }
+}
+
+void DrawPoleMark(cairo_t* cr, double x, double y, int count) {
+    cairo_set_source_rgb(cr, 0.8, 0.1, 0.1);
+    cairo_move_to(cr, x - kMarker, y - kMarker);
+    cairo_line_to(cr, x + kMarker, y + kMarker);
+    cairo_move_to(cr, x - kMarker, y + kMarker);
+    cairo_line_to(cr, x + kMarker, y - kMarker);
+    cairo_stroke(cr);
+    if (count > 1) {
+        Text(cr, x + kMarker + 1.0, y - kMarker - 1.0, std::to_string(count), 10.0, 0.0, 1.0);
+    }
+}
+
+// Low cut-offs put several poles within a marker's width of each other near
+// z = 1. Then a magnified view around the outermost pole goes in the panel's
+// upper left corner (grey frame, same markers, the unit circle's arc).
+void DrawPoleInset(cairo_t* cr, const Rect& panel, double pixelsPerUnit,
+                   const SectionRoots& roots) {
+    if (roots.poles.empty()) {
+        return;
+    }
+    std::complex<double> outer = roots.poles.front();
+    for (const std::complex<double>& p : roots.poles) {
+        if (std::abs(p) > std::abs(outer)) {
+            outer = p;
+        }
+    }
+    std::vector<std::complex<double>> near;
+    for (const RootGroup& g : GroupRoots(roots.poles)) {
+        if (std::abs(g.at - outer) < kInsetNear) {
+            near.push_back(g.at);
+        }
+    }
+    std::complex<double> centre(0.0, 0.0);
+    for (const std::complex<double>& p : near) {
+        centre += p / static_cast<double>(near.size());
+    }
+    double closest = HUGE_VAL;
+    double reach = 0.0;
+    for (size_t i = 0; i < near.size(); ++i) {
+        reach = std::max(reach, std::abs(near[i] - centre));
+        for (size_t k = i + 1; k < near.size(); ++k) {
+            closest = std::min(closest, std::abs(near[i] - near[k]));
+        }
+    }
+    if (near.size() < 2 || closest * pixelsPerUnit >= 2.0 * kMarker) {
+        return;
+    }
+    const double half = std::max(reach, closest) * kInsetMargin;
+    outer = centre;
+    const Rect r{panel.x + 6.0, panel.y + 6.0, kInsetSide, kInsetSide};
+    auto inView = [&](std::complex<double> z) {
+        return std::fabs(z.real() - centre.real()) <= half &&
+               std::fabs(z.imag() - centre.imag()) <= half;
+    };
+    auto px = [&](double re) { return r.x + (re - (outer.real() - half)) / (2.0 * half) * r.w; };
+    auto py = [&](double im) {
+        return r.y + r.h - (im - (outer.imag() - half)) / (2.0 * half) * r.h;
+    };
+    cairo_save(cr);
+    cairo_rectangle(cr, r.x, r.y, r.w, r.h);
+    cairo_set_source_rgb(cr, 1.0, 1.0, 1.0);
+    cairo_fill_preserve(cr);
+    cairo_set_source_rgb(cr, 0.5, 0.5, 0.5);
+    cairo_set_line_width(cr, 1.0);
+    cairo_stroke_preserve(cr);
+    cairo_clip(cr);
+    cairo_set_line_width(cr, 1.0);
+    cairo_set_source_rgb(cr, 0.6, 0.6, 0.6);
+    const double turn = 8.0 * std::atan(1.0);
+    for (int k = 0; k <= kInsetCircleVertices; ++k) {
+        const double t = turn * k / kInsetCircleVertices;
+        k == 0 ? cairo_move_to(cr, px(std::cos(t)), py(std::sin(t)))
+               : cairo_line_to(cr, px(std::cos(t)), py(std::sin(t)));
+    }
+    cairo_stroke(cr);
+    cairo_set_line_width(cr, 1.4);
+    for (const RootGroup& g : GroupRoots(roots.zeros)) {
+        if (inView(g.at)) {
+            DrawZeroMark(cr, px(g.at.real()), py(g.at.imag()), g.count);
+        }
+    }
+    for (const RootGroup& g : GroupRoots(roots.poles)) {
+        if (inView(g.at)) {
+            DrawPoleMark(cr, px(g.at.real()), py(g.at.imag()), g.count);
+        }
+    }
+    cairo_restore(cr);
+    char buf[120];
+    std::snprintf(buf, sizeof buf, "zoom: %.4g%+.2gi +- %.2g", centre.real(), centre.imag(), half);
+    Text(cr, r.x, r.y + r.h + 3.0, buf, 9.0, 0.0, 1.0);
+}
+
+// Unit circle, poles (x) and zeros (o) of the sections, on axes of one scale.
+// Roots beyond kFarRoot (none in a well-formed design, whose zeros lie on the
+// circle or at the origin) are drawn on the frame's edge in their direction.
+void DrawPoleZero(cairo_t* cr, const Rect& r, double titleX, const SectionRoots& roots,
+                  int sections) {
+    double extent = 0.0;
+    int far = 0;
+    double farthest = 0.0;
+    for (const auto* list : {&roots.poles, &roots.zeros}) {
+        for (const std::complex<double>& z : *list) {
+            const double m = std::max(std::fabs(z.real()), std::fabs(z.imag()));
+            if (m > kFarRoot) {
+                ++far;
+                farthest = std::max(farthest, std::abs(z));
+            } else {
+                extent = std::max(extent, m);
+            }
+        }
+    }
+    const double range =
+        far > 0 ? kFarRoot * kRootMargin : std::max(kUnitCircleRange, extent * kRootMargin);
+    const Axis a{-range, range};
+    const double step = NiceStep(2.0 * range, 5);
+    DrawAxes(cr, r, a, a, "Real part", "Imaginary part", step, step);
+    auto px = [&](double v) { return r.x + a.Fraction(v) * r.w; };
+    auto py = [&](double v) { return r.y + r.h - a.Fraction(v) * r.h; };
+    // Where a root is drawn: clamped onto the frame along its direction.
+    auto place = [&](std::complex<double> z, double& x, double& y) {
+        const double m = std::max(std::fabs(z.real()), std::fabs(z.imag()));
+        const double scale = m > range ? range / m : 1.0;
+        x = px(z.real() * scale);
+        y = py(z.imag() * scale);
+    };
+
+    cairo_save(cr);
+    cairo_set_line_width(cr, 0.8);
+    cairo_set_source_rgb(cr, 0.55, 0.55, 0.55);
+    cairo_move_to(cr, px(-range), py(0.0));
+    cairo_line_to(cr, px(range), py(0.0));
+    cairo_move_to(cr, px(0.0), py(-range));
+    cairo_line_to(cr, px(0.0), py(range));
+    cairo_stroke(cr);
+    // The unit circle as a polygon fine enough to look round.
+    cairo_set_line_width(cr, 1.2);
+    cairo_set_source_rgb(cr, 0.3, 0.3, 0.3);
+    const double turn = 8.0 * std::atan(1.0);
+    for (int k = 0; k <= kCircleVertices; ++k) {
+        const double t = turn * k / kCircleVertices;
+        const double x = px(std::cos(t));
+        const double y = py(std::sin(t));
+        k == 0 ? cairo_move_to(cr, x, y) : cairo_line_to(cr, x, y);
+    }
+    cairo_stroke(cr);
+
+    cairo_set_line_width(cr, 1.4);
+    for (const RootGroup& g : GroupRoots(roots.zeros)) {
+        double x, y;
+        place(g.at, x, y);
+        DrawZeroMark(cr, x, y, g.count);
+    }
+    for (const RootGroup& g : GroupRoots(roots.poles)) {
+        double x, y;
+        place(g.at, x, y);
+        DrawPoleMark(cr, x, y, g.count);
+    }
+    cairo_restore(cr);
+    DrawPoleInset(cr, r, r.w / (2.0 * range), roots);
+
+    char buf[200];
+    std::snprintf(buf, sizeof buf, "Poles (x), zeros (o) of the %s; largest radius %.6f",
+                  Count(sections, "section").c_str(), LargestMagnitude(roots.poles));
+    Text(cr, titleX, r.y - 8.0, buf, 12.0, 0.0, 0.0);
+    double noteY = r.y + r.h + 44.0;
+    if (far > 0) {
+        std::snprintf(buf, sizeof buf,
+                      "%s beyond |z| = %g drawn on the frame's edge (farthest |z| = %.3g)",
+                      Count(far, "root").c_str(), kFarRoot, farthest);
+        Text(cr, r.x + r.w / 2.0, noteY, buf, 10.0, 0.5, 1.0);
+        noteY += 14.0;
+    }
+    if (roots.zerosAtInfinity > 0) {
+        Text(cr, r.x + r.w / 2.0, noteY,
+             Count(roots.zerosAtInfinity, "zero") + " at infinity (not drawn)", 10.0, 0.5, 1.0);
+    }
 }
 
 }  // namespace
@@ -284,6 +518,26 @@ ResponseCurves EvaluateDesign(const std::vector<double>& num, const std::vector<
     return r;
 }
 
+ResponseCurves EvaluateSections(const std::vector<double>& rows, double fs,
+                                const std::vector<double>& freq) {
+    ResponseCurves total;
+    total.freq = freq;
+    total.gainDb.assign(freq.size(), 0.0);
+    total.phase.assign(freq.size(), 0.0);
+    total.delay.assign(freq.size(), 0.0);
+    for (size_t s = 0; s + kSectionWidth <= rows.size(); s += kSectionWidth) {
+        const std::vector<double> num(rows.begin() + s, rows.begin() + s + 3);
+        const std::vector<double> den(rows.begin() + s + 3, rows.begin() + s + 6);
+        const ResponseCurves one = EvaluateDesign(num, den, 1.0, fs, freq);
+        for (size_t i = 0; i < freq.size(); ++i) {
+            total.gainDb[i] += one.gainDb[i];
+            total.phase[i] += one.phase[i];
+            total.delay[i] += one.delay[i];
+        }
+    }
+    return total;
+}
+
 double AmplitudeDepth(const SpecMask& mask, const ResponsePlotOptions& options) {
     if (options.dbRange > 0.0) {
         return options.dbRange;
@@ -300,9 +554,13 @@ void PlotDesignResponse(const std::string& path, const DesignSpec& spec,
     const SpecMask mask = MaskOf(spec);
     const double nyq = spec.fs / 2.0;
     const double lowest = options.logFreq ? LowestLogFrequency(mask, nyq) : 0.0;
-    const ResponseCurves c =
-        EvaluateDesign(outcome.numerator, outcome.denominator, outcome.tapScale, spec.fs,
-                       FrequencyGrid(nyq, lowest, options.logFreq));
+    const std::vector<double> grid = FrequencyGrid(nyq, lowest, options.logFreq);
+    // An unstable transfer function has no meaningful response; its sections
+    // are what runs.
+    const bool fromSections = outcome.TransferFunctionUnstable() && outcome.SectionCount() > 0;
+    const ResponseCurves c = fromSections ? EvaluateSections(outcome.sections, spec.fs, grid)
+                                          : EvaluateDesign(outcome.numerator, outcome.denominator,
+                                                           outcome.tapScale, spec.fs, grid);
     const double depth = AmplitudeDepth(mask, options);
     const double top = std::max(1.0, NiceStep(depth, 6) / 2.0);
     const double passTop = spec.kaiser ? mask.rippleDb : 0.0;
@@ -320,19 +578,32 @@ void PlotDesignResponse(const std::string& path, const DesignSpec& spec,
 
     const double width = kPageWidth - kLeft - kRight;
     const double half = (width - kColumnGap) / 2.0;
-    const Rect amp{kLeft, kTitle, width, kAmplitudeHeight};
+    const Rect amp{kLeft, kTitle + (fromSections ? kNoteLine : 0.0), width, kAmplitudeHeight};
     const double row2 = amp.y + amp.h + kRowGap;
     const Rect zoom{kLeft, row2, half, kDetailHeight};
     const Rect delay{kLeft + half + kColumnGap, row2, half, kDetailHeight};
-    // The bottom row holds the phase across the page; a pole-zero diagram of
-    // the design's sections would take its right-hand part.
-    const Rect ph{kLeft, row2 + kDetailHeight + kRowGap, width, kPhaseHeight};
-    const double height = ph.y + ph.h + kBottom;
+    // The bottom row holds the phase, beside the pole-zero diagram of the
+    // design's sections when it has them.
+    const bool poleZero = outcome.SectionCount() > 0;
+    const double row3 = row2 + kDetailHeight + kRowGap;
+    const Rect ph =
+        poleZero ? Rect{kLeft, row3, half, kPoleZeroSide} : Rect{kLeft, row3, width, kPhaseHeight};
+    const Rect pz{kLeft + half + kColumnGap + (half - kPoleZeroSide) / 2.0, row3, kPoleZeroSide,
+                  kPoleZeroSide};
+    const double height = ph.y + ph.h + kBottom + (poleZero ? kPoleZeroNotes : 0.0);
 
     Canvas canvas(path, kPageWidth, height);
     cairo_t* cr = canvas.Cr();
     Text(cr, kPageWidth / 2.0, 14.0, title, 14.0, 0.5, 1.0);
-    std::string legend = "blue: response of the designed coefficients";
+    std::string legend = fromSections ? "blue: response of the second-order sections"
+                                      : "blue: response of the designed coefficients";
+    if (fromSections) {
+        Text(cr, kPageWidth / 2.0, 52.0,
+             "The transfer function B(z)/A(z) is unstable (pole radius " +
+                 std::to_string(outcome.poleRadius).substr(0, 8) +
+                 "): the curves show its second-order sections, which are what can run.",
+             11.0, 0.5, 1.0);
+    }
     if (mask.rippleDb > 0.0 || mask.attenDb > 0.0) {
         char buf[160];
         std::snprintf(buf, sizeof buf,
@@ -397,7 +668,12 @@ void PlotDesignResponse(const std::string& path, const DesignSpec& spec,
     DrawMask(cr, ph, fx, Axis{0.0, 1.0}, SpecMask{{}, 0.0, 0.0, mask.edges}, 0.0, false);
     DrawAxes(cr, ph, fx, py, fTitle, "Phase (rad)");
     DrawCurve(cr, ph, fx, py, c.freq.data(), phase.data(), n, 0.8, 0.25, 0.0);
-    PanelTitle(cr, ph, "Phase, unwrapped (drawn where the amplitude is on its axis)");
+    PanelTitle(cr, ph,
+               poleZero ? "Phase, unwrapped (where the amplitude is on its axis)"
+                        : "Phase, unwrapped (drawn where the amplitude is on its axis)");
+    if (poleZero) {
+        DrawPoleZero(cr, pz, kLeft + half + kColumnGap, outcome.roots, outcome.SectionCount());
+    }
     canvas.Finish();
 }
 

@@ -36,6 +36,11 @@ struct ResponseCurves {
 ResponseCurves EvaluateDesign(const std::vector<double>& num, const std::vector<double>& den,
                               double scale, double fs, const std::vector<double>& freq);
 
+// The same for a cascade of second-order sections (rows b0 b1 b2 a0 a1 a2):
+// the sections' gains, phases and delays add up.
+ResponseCurves EvaluateSections(const std::vector<double>& rows, double fs,
+                                const std::vector<double>& freq);
+
 struct ResponsePlotOptions {
     double dbRange = 0.0;  // depth of the amplitude axis in dB; 0 chooses from the design
     bool logFreq = false;  // logarithmic frequency axis
@@ -47,7 +52,10 @@ double AmplitudeDepth(const SpecMask& mask, const ResponsePlotOptions& options);
 
 // Response plot of a design: amplitude with the specification's mask and band
 // edges, a zoom on the pass band, the group delay and the phase, from 0 to
-// fs/2. The format follows the extension (.svg, .png).
+// fs/2, and for IIR designs the poles and zeros of its second-order sections
+// around the unit circle. The curves are those of the transfer function, or of
+// the sections when the transfer function is unstable. The format follows the
+// extension (.svg, .png).
 void PlotDesignResponse(const std::string& path, const DesignSpec& spec,
                         const DesignOutcome& outcome, const ResponsePlotOptions& options,
                         const std::string& title);

@@ -198,6 +198,9 @@ StreamResult Stream(const StreamOptions& opt, const char* verb, const StreamSetu
     FirstSeen nonFinite;
     FirstSeen outOfRange;
     FirstSeen badOutput;
+    // Per channel: NaN or Inf seen in its input, and in its output.
+    std::vector<bool> badIn(static_cast<size_t>(channels), false);
+    std::vector<FirstSeen> badOut(static_cast<size_t>(channels));
     std::vector<char> block;
     std::vector<char> work;
     for (;;) {
@@ -211,8 +214,10 @@ StreamResult Stream(const StreamOptions& opt, const char* verb, const StreamSetu
                 float v;
                 std::memcpy(&v, block.data() + i * sizeof v, sizeof v);
                 if (!std::isfinite(v)) {
+                    const size_t ch = i % static_cast<size_t>(channels);
                     nonFinite.Add(result.framesIn + i / static_cast<size_t>(channels),
-                                  static_cast<int>(i % static_cast<size_t>(channels)));
+                                  static_cast<int>(ch));
+                    badIn[ch] = true;
                 }
             }
         }
@@ -236,7 +241,9 @@ StreamResult Stream(const StreamOptions& opt, const char* verb, const StreamSetu
                     for (int c : columns) {
                         float v;
                         std::memcpy(&v, work.data() + (j * channels + c) * sizeof v, sizeof v);
-                        if (!FitsType(v, outFormat)) {
+                        if (!std::isfinite(v)) {
+                            badOut[static_cast<size_t>(c)].Add(result.framesOut + j, c);
+                        } else if (!FitsType(v, outFormat)) {
                             outOfRange.Add(result.framesOut + j, c);
                         }
                     }
@@ -250,6 +257,7 @@ StreamResult Stream(const StreamOptions& opt, const char* verb, const StreamSetu
                     std::memcpy(&v, data + (j * channels + c) * sizeof v, sizeof v);
                     if (!std::isfinite(v)) {
                         badOutput.Add(result.framesOut + j, c);
+                        badOut[static_cast<size_t>(c)].Add(result.framesOut + j, c);
                     }
                 }
             }
@@ -265,6 +273,21 @@ StreamResult Stream(const StreamOptions& opt, const char* verb, const StreamSetu
     if (result.framesIn == 0) {
         throw ToolError(opt.input + " holds no samples", kExitIo);
     }
+    // Finite input must not come out NaN or infinite: such output is not
+    // written, whatever the command.
+    for (int c = 0; c < channels; ++c) {
+        const FirstSeen& bad = badOut[static_cast<size_t>(c)];
+        if (bad.count > 0 && !badIn[static_cast<size_t>(c)]) {
+            throw ToolError(
+                "channel " + std::to_string(c) + " holds only finite samples, but " +
+                    std::to_string(bad.count) +
+                    " of its results would be NaN or infinite (the first at output frame " +
+                    std::to_string(bad.frame) +
+                    "): the processing is numerically unstable at these settings or its "
+                    "results exceed the float range; nothing was written",
+                kExitRefused);
+        }
+    }
     out.Commit();
     progress.Finish(reader.BytesDone());
     result.nonFinite = nonFinite.count;
@@ -276,12 +299,10 @@ StreamResult Stream(const StreamOptions& opt, const char* verb, const StreamSetu
              "); a filter that meets one carries it into every later output of that channel");
     }
     if (badOutput.count > nonFinite.count) {
+        // Only channels whose input held NaN or Inf get here.
         Warn(std::to_string(badOutput.count) + " output samples are NaN or infinite (first: " +
              "channel " + std::to_string(badOutput.channel) + ", output frame " +
-             std::to_string(badOutput.frame) + ")" +
-             (nonFinite.count == 0 ? "; the input is finite, so the filter is numerically "
-                                     "unstable at these settings"
-                                   : ""));
+             std::to_string(badOutput.frame) + ")");
     }
     if (outOfRange.count > 0) {
         const bool clamps = outFormat == SampleFormat::Int24;
@@ -305,7 +326,7 @@ void RequireNot24(const StreamOptions& opt, const char* command) {
 
 }  // namespace
 
-StreamResult RunFilter(const StreamOptions& opt, const DesignSpec& spec) {
+StreamResult RunFilter(const StreamOptions& opt, const DesignSpec& spec, bool sections) {
     RequireNot24(opt, "filter");
     if (spec.kaiser) {
         throw ToolError(
@@ -319,6 +340,10 @@ StreamResult RunFilter(const StreamOptions& opt, const DesignSpec& spec) {
         for (const std::string& w : outcome.warnings) {
             Warn(w);
         }
+        if (sections && outcome.denominator.empty()) {
+            Note("--sections applies to IIR designs only; this " + MethodName(spec) +
+                 " design runs as it is");
+        }
     }
     StreamSetup setup;
     setup.make = [&](const RawLayout& layout, int channels, const std::vector<bool>& selected) {
@@ -327,6 +352,7 @@ StreamResult RunFilter(const StreamOptions& opt, const DesignSpec& spec) {
             throw ToolError("the frame filter refused " + std::to_string(channels) + " channels",
                             kExitRefused);
         }
+        chns->setSectionMode(sections);
         CFilterParam param{};
         param.m_nDesignMethod = spec.method;
         param.m_nOrder = spec.taps;
@@ -353,6 +379,11 @@ StreamResult RunFilter(const StreamOptions& opt, const DesignSpec& spec) {
                     msg = "the design did not produce a usable filter";
                 }
                 throw ToolError("specification refused: " + msg, kExitRefused);
+            }
+            // Checked on the channel's own design, which is what runs.
+            if (!sections && user->GetPoleRadius() >= 1.0) {
+                throw ToolError("specification refused: " + UnstableExplanation(outcome),
+                                kExitRefused);
             }
         }
         const int typeCode = layout.type;

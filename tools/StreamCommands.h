@@ -33,8 +33,11 @@ struct StreamResult {
     std::vector<std::string> notes;  // facts about the run for the report
 };
 
-// filter: each selected channel through its own designed filter.
-StreamResult RunFilter(const StreamOptions& opt, const DesignSpec& spec);
+// filter: each selected channel through its own designed filter, IIR designs
+// as their single transfer function or, with sections, as cascaded
+// second-order sections. A transfer function with a pole on or outside the
+// unit circle is refused unless sections are asked for.
+StreamResult RunFilter(const StreamOptions& opt, const DesignSpec& spec, bool sections);
 // bessel: each selected channel through the fixed Bessel low-pass section.
 StreamResult RunBessel(const StreamOptions& opt, double fs, int cutoff);
 // decimate: the selected channels (default all) by ratio; only they are written.
