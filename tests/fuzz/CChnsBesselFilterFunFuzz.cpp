@@ -21,8 +21,7 @@ constexpr bool kNegativeCountsRefused = false;
 
 void Design(FuzzedDataProvider& in, CChnsBesselFilterFun& f) {
     static const int kCutoffs[] = {4, 15, 40, 100, 0, -4, 7, 1000};
-    const int cutoff =
-        in.ConsumeBool() ? in.PickValueInArray(kCutoffs) : rzf_fuzz::HostileInt(in);
+    const int cutoff = in.ConsumeBool() ? in.PickValueInArray(kCutoffs) : rzf_fuzz::HostileInt(in);
     const int channel = rzf_fuzz::PickInt(in, -1, f.m_nChannelCount);
     (void)f.DesignFilter(channel, cutoff, in.ConsumeBool());
 }
@@ -70,12 +69,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             case 0: {
                 static const int kWidths[] = {2, 4, 4, 8, 3, 1, 0, -2};
                 const int chn = rzf_fuzz::PickInt(in, 1, 8);
-                const int width = in.ConsumeBool() ? in.PickValueInArray(kWidths)
-                                                   : rzf_fuzz::HostileInt(in);
+                const int width =
+                    in.ConsumeBool() ? in.PickValueInArray(kWidths) : rzf_fuzz::HostileInt(in);
                 static const float kRates[] = {10, 20, 50, 100, 200, 500, 1000};
-                const float rate = in.ConsumeBool() ? in.PickValueInArray(kRates)
-                                                    : static_cast<float>(
-                                                          rzf_fuzz::PickDouble(in, 1000.0));
+                const float rate = in.ConsumeBool()
+                                       ? in.PickValueInArray(kRates)
+                                       : static_cast<float>(rzf_fuzz::PickDouble(in, 1000.0));
                 // Channel counts beyond what a block can hold are requests the
                 // object must serve, but a harness keeps them affordable.
                 (void)f.Init(chn > 64 ? 64 : chn, width, rate);

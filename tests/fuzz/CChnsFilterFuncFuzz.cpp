@@ -83,8 +83,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             case 0: {
                 static const int kWidths[] = {2, 4, 4, 8, 3, 1, 0, -2};
                 const int chn = rzf_fuzz::PickInt(in, 1, 8);
-                const int width = in.ConsumeBool() ? in.PickValueInArray(kWidths)
-                                                   : rzf_fuzz::HostileInt(in);
+                const int width =
+                    in.ConsumeBool() ? in.PickValueInArray(kWidths) : rzf_fuzz::HostileInt(in);
                 const float rate = static_cast<float>(
                     in.ConsumeBool() ? 1000.0 : rzf_fuzz::PickDouble(in, 1000.0));
                 // Channel counts beyond what a block can hold are requests the

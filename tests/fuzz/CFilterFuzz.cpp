@@ -34,8 +34,8 @@ double PickTransition(FuzzedDataProvider& in) {
 }
 
 void Design(FuzzedDataProvider& in, CFilter& engine) {
-    const float fs = static_cast<float>(
-        in.ConsumeBool() ? 1000.0 : rzf_fuzz::PickDouble(in, 1000.0));
+    const float fs =
+        static_cast<float>(in.ConsumeBool() ? 1000.0 : rzf_fuzz::PickDouble(in, 1000.0));
     const int band = rzf_fuzz::PickInt(in, 0, 5);
     const int atten = rzf_fuzz::PickInt(in, 0, 120);
     double* taps = nullptr;

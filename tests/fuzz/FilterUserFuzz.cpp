@@ -67,8 +67,8 @@ void CheckDesign(FilterUser& user) {
 
 void SetSpecification(FuzzedDataProvider& in, FilterUser& user) {
     static const double kRates[] = {512.0, 1000.0, 44100.0, 1.0, 51200.0};
-    const double fs = in.ConsumeBool() ? in.PickValueInArray(kRates)
-                                       : rzf_fuzz::PickDouble(in, 1000.0);
+    const double fs =
+        in.ConsumeBool() ? in.PickValueInArray(kRates) : rzf_fuzz::PickDouble(in, 1000.0);
     // Edges as fractions of the highest accepted frequency, so that most
     // specifications pass validation and reach the designs.
     double edge[4];

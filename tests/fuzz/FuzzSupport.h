@@ -93,8 +93,8 @@ inline double PickDouble(FuzzedDataProvider& in, double typical) {
 
 // Ints no caller should pass.
 inline int HostileInt(FuzzedDataProvider& in) {
-    static const int kValues[] = {0, -1, -2, INT_MIN, INT_MAX, INT_MAX - 1, INT_MIN + 1,
-                                  1 << 30, -(1 << 30), 65536};
+    static const int kValues[] = {0,           -1,          -2,      INT_MIN,    INT_MAX,
+                                  INT_MAX - 1, INT_MIN + 1, 1 << 30, -(1 << 30), 65536};
     return in.PickValueInArray(kValues);
 }
 

@@ -28,12 +28,54 @@
 #include "RZFilterFunc/iir/PolyMath.h"
 #include "TraceCapture.h"
 
+// Reference pi (not every C runtime defines M_PI).
+constexpr double kPi = 3.14159265358979323846;
+
 namespace {
 
 using V = std::vector<double>;
 using Block = std::map<std::string, std::vector<V>>;
 
 const std::string kOrderMessage = rzf::msg::Text(rzf::msg::kOrderTooLarge);
+
+// The replay calls the same C library functions (tan, cos, log10, atan ...) as
+// the designs. On glibc, where it was generated, everything agrees bit for
+// bit. Other C runtimes (the Windows ones) round some of these functions
+// differently in the last place: on these designs, measured under Wine, the
+// coefficients of the high-pass designs moved by up to 8.8e-16 relative, the
+// dB values by up to 1.3e-10 dB above -120 dB and the phases by up to 4.3e-12
+// rad. There the tolerances are a few times those figures; the frequency axis
+// stays exact, and the phase is compared modulo pi (the one-argument
+// arctangent may land on the other side of a jump).
+#if defined(__GLIBC__)
+constexpr bool kReplayMathLibrary = true;
+#else
+constexpr bool kReplayMathLibrary = false;
+#endif
+constexpr double kOtherLibraryCoef = 4e-15, kOtherLibraryDb = 1e-8, kOtherLibraryPhase = 1e-10;
+
+// row: index, numerator and denominator coefficient of the replay.
+void ExpectReplayedCoefficients(double num, double den, const V& row) {
+    if (kReplayMathLibrary) {
+        EXPECT_EQ(V({num, den}), V(row.begin() + 1, row.end()));
+        return;
+    }
+    EXPECT_LE(std::fabs(num - row[1]), kOtherLibraryCoef * std::fabs(row[1]));
+    EXPECT_LE(std::fabs(den - row[2]), kOtherLibraryCoef * std::fabs(row[2]));
+}
+
+// p: index, frequency, dB, phase of one replayed response point.
+void ExpectReplayedResponse(double freq, double db, double phase, const V& p) {
+    if (kReplayMathLibrary) {
+        EXPECT_EQ(V({freq, db, phase}), V(p.begin() + 1, p.end()));
+        return;
+    }
+    EXPECT_EQ(freq, p[1]);
+    EXPECT_TRUE(p[2] <= -120.0 || std::fabs(db - p[2]) <= kOtherLibraryDb) << db << " vs " << p[2];
+    const double d = phase - p[3];
+    EXPECT_TRUE(p[2] <= -60.0 || std::fabs(d - kPi * std::round(d / kPi)) <= kOtherLibraryPhase)
+        << phase << " vs " << p[3];
+}
 
 // The blocks of a reference file: each opens with a "case" or "poly" line and
 // holds the numeric fields (decimal, hexadecimal or -inf) of its tagged lines
@@ -132,7 +174,7 @@ void CheckOutcome(IIRFilter& f, int method, int rc, bool orderMessage) {
 
 TEST(IirDesign, OrdersEdgesAndRefusals) {
     const double x1 = std::pow(10.0, 0.03) - 1, x2 = std::pow(10.0, 4.0) - 1,
-                 k = std::tan(0.1 * M_PI) / std::tan(0.2 * M_PI);
+                 k = std::tan(0.1 * kPi) / std::tan(0.2 * kPi);
     EXPECT_NEAR(ButwcfFilter().EstimateOrder(x1, x2, k), 8.26, 0.01);
     EXPECT_NEAR(ChebyiFilter().EstimateOrder(x1, x2, k), 5.48, 0.01);
     EXPECT_EQ(kOrderMessage.size(), 28u);
@@ -214,9 +256,9 @@ TEST(IirDesign, SectionsTransformRefusalsAndCombining) {
     // Butterworth: s^2 + 2 sin((2k - 1) pi / 2N) s + 1, s + 1 to complete an odd
     // N, code 2 for k outside 1..(N + 1) / 2, also at the int limit where the
     // arithmetic must not overflow.
-    const double big = INT32_MAX, last = INT32_MAX / 2 + 1, s1 = 2 * std::sin(M_PI / 8),
-                 s2 = 2 * std::sin(3 * M_PI / 8), s3 = 2 * std::sin(M_PI / (2 * big)),
-                 s4 = 2 * std::sin((big - 2) * M_PI / (2 * big));
+    const double big = INT32_MAX, last = INT32_MAX / 2 + 1, s1 = 2 * std::sin(kPi / 8),
+                 s2 = 2 * std::sin(3 * kPi / 8), s3 = 2 * std::sin(kPi / (2 * big)),
+                 s4 = 2 * std::sin((big - 2) * kPi / (2 * big));
     const double bw[][5] = {
         {3, 1, 0, 1, 1},    {3, 2, 0, 1, 0},           {4, 1, 0, s1, 1},        {4, 2, 0, s2, 1},
         {big, 1, 0, s3, 1}, {big, last - 1, 0, s4, 1}, {big, last, 0, 1, 0},    {4, 0, 2, 0, 0},
@@ -237,7 +279,7 @@ TEST(IirDesign, SectionsTransformRefusalsAndCombining) {
         double n[5] = {9, 9, 9, 9, 9}, d[5], m[5] = {9, 9, 9, 9, 9}, e[5];
         one.PrototypeSection(4, i, 4, kc, A, n, d);
         two.PrototypeSection(4, i, 4, kc, A, m, e);
-        const double z = std::pow(kc / std::cos((2 * i + 1) * M_PI / 8), 2);
+        const double z = std::pow(kc / std::cos((2 * i + 1) * kPi / 8), 2);
         EXPECT_EQ(V({double(n[0] == d[0]), n[4], m[1], m[4]}), V({double(i != 0), 0, 0, 0}));
         EXPECT_NEAR(m[0] / m[2], z, 1e-9 * z);
     }
@@ -310,9 +352,9 @@ TEST(IirResponse, MissingDesignAndHandBuiltTransferFunctions) {
         EXPECT_EQ(count, g.m_nRespCount);
         for (int i = 0; i < count; ++i) {
             const double db[3] = {
-                20 * std::log10(std::sin(std::max(i, 1) * M_PI / 8) / std::sin(3 * M_PI / 8)),
-                20 * std::log10(std::cos(i * M_PI / 8)), 0.0};
-            const double phase[3] = {i ? (4 - i) * M_PI / 8 : 0.0, -i * M_PI / 8, 0.0};
+                20 * std::log10(std::sin(std::max(i, 1) * kPi / 8) / std::sin(3 * kPi / 8)),
+                20 * std::log10(std::cos(i * kPi / 8)), 0.0};
+            const double phase[3] = {i ? (4 - i) * kPi / 8 : 0.0, -i * kPi / 8, 0.0};
             EXPECT_NEAR(g.m_pAmplitude[i], db[c], 1e-12) << c << " " << i;
             EXPECT_NEAR(g.m_pPhase[i], phase[c], 1e-12) << c << " " << i;
             EXPECT_EQ(g.m_pFreqAxis[i], i);
@@ -409,14 +451,14 @@ TEST(IirReference, DesignsMatchTheExactReplayAndScipy) {
             EXPECT_EQ(u->GetPhaseResponse(&count), u->m_pPhase);  // stored, not recomputed
             ASSERT_EQ(exact ? c.at("coef").size() : 0u, exact ? order + 3u : 0u);
             for (const auto& row : exact ? c.at("coef") : std::vector<V>()) {
-                EXPECT_EQ(V({num[int(row[0])], den[int(row[0])]}), V(row.begin() + 1, row.end()));
+                ExpectReplayedCoefficients(num[int(row[0])], den[int(row[0])], row);
             }
             for (const auto& p : c.at("resp")) {
                 const int i = int(p[0]);
-                const double w = M_PI * i / 2048.0, d = u->m_pPhase[i] - p[3];
+                const double w = kPi * i / 2048.0, d = u->m_pPhase[i] - p[3];
                 if (exact) {
-                    EXPECT_EQ(V({u->m_pFreqAxis[i], u->m_pAmplitude[i], u->m_pPhase[i]}),
-                              V(p.begin() + 1, p.end()));
+                    ExpectReplayedResponse(u->m_pFreqAxis[i], u->m_pAmplitude[i], u->m_pPhase[i],
+                                           p);
                     continue;
                 }
                 std::complex<double> b = 0.0, a = 0.0;
@@ -426,8 +468,7 @@ TEST(IirReference, DesignsMatchTheExactReplayAndScipy) {
                 }
                 EXPECT_NEAR(std::abs(b / a), p[1], 1e-9) << i;
                 EXPECT_TRUE(p[2] <= -120.0 || std::fabs(u->m_pAmplitude[i] - p[2]) < 1e-6) << i;
-                EXPECT_TRUE(p[2] <= -60.0 || std::fabs(d - M_PI * std::round(d / M_PI)) < 1e-7)
-                    << i;
+                EXPECT_TRUE(p[2] <= -60.0 || std::fabs(d - kPi * std::round(d / kPi)) < 1e-7) << i;
                 if (i % 256 == 16) {
                     std::vector<float> in(8192), out(8192);
                     for (int n = 0; n < 8192; ++n) {
@@ -455,7 +496,7 @@ TEST(IirReference, DesignsMatchTheExactReplayAndScipy) {
             EXPECT_EQ(*std::max_element(u->m_pAmplitude, u->m_pAmplitude + 2048), 0.0);
             user.getUnwrapedPhase();
             for (int i = 0; i + 1 < 2048; ++i) {
-                ASSERT_LE(std::fabs(u->m_pPhase[i + 1] - u->m_pPhase[i]), M_PI / 2) << i;
+                ASSERT_LE(std::fabs(u->m_pPhase[i + 1] - u->m_pPhase[i]), kPi / 2) << i;
             }
             user.GetMaxMin();
             EXPECT_EQ(user.m_dMaxValue, 50.0 * std::ceil((h[2] / 2 - h[2] / 4096) / 50));
