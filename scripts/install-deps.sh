@@ -7,6 +7,8 @@ packages=(
   cmake g++ make pkg-config valgrind
   libgtest-dev libgmock-dev libbenchmark-dev
   libcli11-dev nlohmann-json3-dev libcairo2-dev
+  clang-14 libclang-rt-14-dev
+  g++-mingw-w64-x86-64-posix googletest wine wine64
 )
 
 missing=()
