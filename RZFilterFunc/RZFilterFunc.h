@@ -6,10 +6,8 @@
 #include <RZFilterFunc/platform/HardWareConfig.h>
 #include <RZFilterFunc/platform/RZPlatForm.h>
 
-#include <RZFilterFunc/filter/AverageFilter.h>
-#include <RZFilterFunc/filter/ClassicFilter.h>
-#include <RZFilterFunc/filter/FilterTypes.h>
-#include <RZFilterFunc/filter/FilterUser.h>
+#include <RZFilterFunc/base/ClassicFilter.h>
+#include <RZFilterFunc/base/FilterTypes.h>
 
 #include <RZFilterFunc/iir/ButwcfFilter.h>
 #include <RZFilterFunc/iir/ChebshFilter.h>
@@ -22,6 +20,9 @@
 #include <RZFilterFunc/fir/CKaiserFilter.h>
 #include <RZFilterFunc/fir/FIRFilter.h>
 #include <RZFilterFunc/fir/WindowsFilter.h>
+
+#include <RZFilterFunc/filter/AverageFilter.h>
+#include <RZFilterFunc/filter/FilterUser.h>
 
 #include <RZFilterFunc/channels/CChnsBesselFilterFun.h>
 #include <RZFilterFunc/channels/CChnsFilterFunc.h>

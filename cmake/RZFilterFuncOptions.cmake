@@ -37,3 +37,36 @@ function(rzf_set_library_options target)
     target_compile_options(${target} PRIVATE /fp:precise)
   endif()
 endfunction()
+
+# Streaming kernels are built once per instruction-set level and chosen at run
+# time (platform/CpuFeatures.h): the portable x86-64 baseline plus AVX2 and
+# AVX-512 sources. FMA stays off at every level so that no product is fused
+# into a sum.
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|amd64|x64)$" AND
+   CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang|MSVC")
+  set(RZF_ISA_DISPATCH ON)
+else()
+  set(RZF_ISA_DISPATCH OFF)
+endif()
+if(MSVC)
+  set(RZF_ISA_FLAGS_avx2 /arch:AVX2)
+  set(RZF_ISA_FLAGS_avx512 /arch:AVX512)
+else()
+  set(RZF_ISA_FLAGS_avx2 -mavx2 -mno-fma)
+  set(RZF_ISA_FLAGS_avx512 -mavx512f -mavx512dq -mavx512bw -mavx512vl -mno-fma)
+  if(MINGW)
+    # The Windows x64 ABI only keeps the stack 16-byte aligned; wide spills
+    # must not assume more.
+    list(APPEND RZF_ISA_FLAGS_avx2 -Wa,-muse-unaligned-vector-move)
+    list(APPEND RZF_ISA_FLAGS_avx512 -Wa,-muse-unaligned-vector-move)
+  endif()
+endif()
+
+# rzf_add_isa_sources(<avx2|avx512> files...): kernel sources for one level,
+# appended to RZF_SOURCES where run-time dispatch is built.
+macro(rzf_add_isa_sources level)
+  if(RZF_ISA_DISPATCH)
+    list(APPEND RZF_SOURCES ${ARGN})
+    set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS "${RZF_ISA_FLAGS_${level}}")
+  endif()
+endmacro()

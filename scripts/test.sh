@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Builds and runs every test:
+# Checks the include layering and the formatting, then builds and runs every
+# test:
 #  1. Windows x64: the library and unit tests cross-built with MinGW-w64 and run
 #     under Wine, plus the determinism probe through RZFilterFunc.dll
 #     (skip with RZF_SKIP_WINDOWS=1);
@@ -14,6 +15,12 @@ cd "$(dirname "$0")/.."
 
 ./scripts/install-deps.sh
 jobs=$(nproc 2>/dev/null || echo 2)
+
+# Each library folder includes only the floors below it.
+/usr/bin/python3 scripts/check_layering.py
+# Every C++ source of the library, tests, tool and benchmarks is formatted.
+find RZFilterFunc tests tools bench \( -name '*.h' -o -name '*.cpp' \) -print0 |
+  xargs -0 clang-format --dry-run --Werror
 
 if [ "${RZF_SKIP_WINDOWS:-0}" != "1" ]; then
   export WINEPREFIX="$PWD/build/win/wine-prefix" WINEDEBUG=-all

@@ -2,9 +2,9 @@
 
 #include <cstddef>
 
+#include "RZFilterFunc/base/SampleCodec.h"
 #include "RZFilterFunc/channels/BesselTable.h"
 #include "RZFilterFunc/channels/FrameBuffers.h"
-#include "RZFilterFunc/channels/SampleCodec.h"
 #include "RZFilterFunc/platform/NumericConvert.h"
 
 namespace {

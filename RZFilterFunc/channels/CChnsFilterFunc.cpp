@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "RZFilterFunc/base/SampleCodec.h"
 #include "RZFilterFunc/channels/FrameBuffers.h"
-#include "RZFilterFunc/channels/SampleCodec.h"
 
 namespace {
 

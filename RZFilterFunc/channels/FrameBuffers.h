@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-#include "RZFilterFunc/channels/SampleCodec.h"
+#include "RZFilterFunc/base/SampleCodec.h"
 
 namespace rzf {
 

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "RZFilterFunc/channels/SampleCodec.h"
+#include "RZFilterFunc/base/SampleCodec.h"
 #include "RZFilterFunc/platform/NumericConvert.h"
 
 namespace rzf {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <RZFilterFunc/RZFilterFunc_export.h>
-#include <RZFilterFunc/filter/ClassicFilter.h>
+#include <RZFilterFunc/base/ClassicFilter.h>
 
 // Moving average of n taps, each 1/n. It computes no frequency response.
 class RZFILTERFUNC_EXPORT AverageFilter : public ClassicFilter {

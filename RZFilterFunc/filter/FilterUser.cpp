@@ -4,8 +4,9 @@
 #include <cstring>
 #include <vector>
 
+#include "RZFilterFunc/base/DesignLimits.h"
+#include "RZFilterFunc/base/FilterMessages.h"
 #include "RZFilterFunc/filter/AverageFilter.h"
-#include "RZFilterFunc/filter/FilterMessages.h"
 #include "RZFilterFunc/fir/WindowsFilter.h"
 #include "RZFilterFunc/iir/ButwcfFilter.h"
 #include "RZFilterFunc/iir/ChebyiFilter.h"
@@ -153,7 +154,7 @@ bool FilterUser::JudgeIsValidData() {
             return fail(rzf::msg::kMustBePositive);
         }
         // The moving average keeps the conservative limit whatever the hardware.
-        if (f1 > fs / 2.56) {
+        if (f1 > rzf::DesignFrequencyLimit(fs)) {
             return fail(rzf::msg::kFreqAboveFs256);
         }
         return true;
@@ -222,7 +223,7 @@ bool FilterUser::JudgeIsValidData() {
         if (fmax > fs * 0.5) {
             return fail(rzf::msg::kFreqAboveFs20);
         }
-    } else if (fmax > fs / 2.56) {
+    } else if (fmax > rzf::DesignFrequencyLimit(fs)) {
         return fail(rzf::msg::kFreqAboveFs256);
     }
     return true;

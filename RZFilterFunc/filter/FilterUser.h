@@ -5,8 +5,8 @@
 #include <string>
 
 #include <RZFilterFunc/RZFilterFunc_export.h>
-#include <RZFilterFunc/filter/ClassicFilter.h>
-#include <RZFilterFunc/filter/FilterTypes.h>
+#include <RZFilterFunc/base/ClassicFilter.h>
+#include <RZFilterFunc/base/FilterTypes.h>
 
 // Front end of the filter designer: holds a specification, validates it,
 // designs the filter it names, filters float blocks with it and prepares its

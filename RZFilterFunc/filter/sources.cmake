@@ -1,9 +1,6 @@
 list(APPEND RZF_SOURCES
   RZFilterFunc/filter/AverageFilter.cpp
-  RZFilterFunc/filter/ClassicFilter.cpp
   RZFilterFunc/filter/FilterUser.cpp)
 list(APPEND RZF_PUBLIC_HEADERS
   RZFilterFunc/filter/AverageFilter.h
-  RZFilterFunc/filter/ClassicFilter.h
-  RZFilterFunc/filter/FilterTypes.h
   RZFilterFunc/filter/FilterUser.h)

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "RZFilterFunc/base/FilterTypes.h"
 #include "RZFilterFunc/fir/CKaiserFilter.h"
 #include "RZFilterFunc/platform/NumericConvert.h"
 
@@ -84,25 +85,25 @@ int CFilter::DesignFilter(double*& taps, float fs, int bandType, float f1, float
     taps = nullptr;
     double transition = 0.0;
     switch (bandType) {
-        case 1:
+        case BAND_LOWPASS:
             if (!(f1 < f2)) {
                 return 0;
             }
             transition = EdgeDistance(f2, f1, fs);
             break;
-        case 2:
+        case BAND_HIGHPASS:
             if (!(f2 < f1)) {
                 return 0;
             }
             transition = EdgeDistance(f2, f1, fs);
             break;
-        case 3:
+        case BAND_BANDPASS:
             if (!(f2 < f1) || !(f4 < f3)) {
                 return 0;
             }
             transition = std::min(EdgeDistance(f2, f1, fs), EdgeDistance(f3, f4, fs));
             break;
-        case 4:
+        case BAND_BANDSTOP:
             if (!(f1 < f2) || !(f3 < f4)) {
                 return 0;
             }

@@ -2,8 +2,12 @@
 
 #include <cmath>
 #include <cstddef>
+#include <memory>
+#include <utility>
 #include <vector>
 
+#include "RZFilterFunc/base/FilterTypes.h"
+#include "RZFilterFunc/base/OwnedArray.h"
 #include "RZFilterFunc/fir/WindowFunctions.h"
 #include "RZFilterFunc/platform/MathConst.h"
 #include "RZFilterFunc/platform/NumericConvert.h"
@@ -37,11 +41,11 @@ double IdealTap(int bandType, int m, double g, double c1, double c2) {
     const double pi = rzf::kPi;
     if (m == 0) {
         switch (bandType) {
-            case 1:
+            case BAND_LOWPASS:
                 return g + c1;
-            case 2:
+            case BAND_HIGHPASS:
                 return 1.0 - (c1 - g);
-            case 3:
+            case BAND_BANDPASS:
                 return (g + c2) - (c1 - g);
             default:
                 return (g + c1) + 1.0 - (c2 - g);
@@ -50,11 +54,11 @@ double IdealTap(int bandType, int m, double g, double c1, double c2) {
     const double md = static_cast<double>(m);
     const double mpi = md * pi;
     switch (bandType) {
-        case 1:
+        case BAND_LOWPASS:
             return std::sin((g + c1) * md * pi) / mpi;
-        case 2:
+        case BAND_HIGHPASS:
             return (std::sin(md * pi) - std::sin((c1 - g) * md * pi)) / mpi;
-        case 3:
+        case BAND_BANDPASS:
             return (std::sin((g + c2) * md * pi) - std::sin((c1 - g) * md * pi)) / mpi;
         default:
             return (std::sin((g + c1) * md * pi) - std::sin((c2 - g) * md * pi) +
@@ -80,18 +84,15 @@ CKaiserFilter::CKaiserFilter()
       m_pAux2(nullptr) {}
 
 CKaiserFilter::~CKaiserFilter() {
-    delete[] m_pAux1;
-    delete[] m_pCoef;
-    delete[] m_pAux2;
-    m_pAux1 = nullptr;
-    m_pCoef = nullptr;
-    m_pAux2 = nullptr;
+    rzf::FreeArray(m_pAux1);
+    rzf::FreeArray(m_pCoef);
+    rzf::FreeArray(m_pAux2);
 }
 
 int CKaiserFilter::Design() {
     const double atten = m_dAtten;
     const double transition = m_dTransition;
-    if (m_nBandType < 1 || m_nBandType > 4 || !(transition > 0.0)) {
+    if (m_nBandType < BAND_LOWPASS || m_nBandType > BAND_BANDSTOP || !(transition > 0.0)) {
         return 0;
     }
     // The edges are normalised to Nyquist = 1.0 before the estimate.
@@ -126,13 +127,12 @@ int CKaiserFilter::Design() {
     const double c1 = m_dFreq1;
     const double c2 = m_dFreq2;
     const int centre = (length - 1) / 2;
-    double* coef = new double[size + 1]();
+    std::unique_ptr<double[]> coef = rzf::MakeZeroedArray<double>(size + 1);
     for (int k = 0; k < length; ++k) {
         const std::size_t idx = static_cast<std::size_t>(k);
         const double ideal = IdealTap(m_nBandType, k - centre, g, c1, c2);
         coef[idx] = window[idx] * ideal * kTapScale;
     }
-    delete[] m_pCoef;
-    m_pCoef = coef;
+    rzf::ResetArray(m_pCoef, std::move(coef));
     return m_nLength;
 }

@@ -1,9 +1,11 @@
 #include "RZFilterFunc/fir/FIRFilter.h"
 
+#include "RZFilterFunc/base/OwnedArray.h"
+
 FIRFilter::FIRFilter() : m_pCoef(nullptr) {}
 
 FIRFilter::~FIRFilter() {
-    delete[] m_pCoef;
+    rzf::FreeArray(m_pCoef);
 }
 
 double* FIRFilter::GetNumerator() {

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <RZFilterFunc/RZFilterFunc_export.h>
-#include <RZFilterFunc/filter/ClassicFilter.h>
+#include <RZFilterFunc/base/ClassicFilter.h>
 
 // FIR branch of the designed filters: taps h[0]..h[m_nLength-1].
 class RZFILTERFUNC_EXPORT FIRFilter : public ClassicFilter {

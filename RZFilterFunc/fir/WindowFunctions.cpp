@@ -4,8 +4,11 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <utility>
 #include <vector>
 
+#include <RZFilterFunc/base/FilterTypes.h>
+#include <RZFilterFunc/base/OwnedArray.h>
 #include <RZFilterFunc/fir/WindowsFilter.h>
 #include <RZFilterFunc/platform/MathConst.h>
 #include <RZFilterFunc/platform/NumericConvert.h>
@@ -228,13 +231,13 @@ bool MakeIdealImpulse(const WindowsFilter& filter, double* out, int n, int bandT
         const double mpi = m * kPi;
         double h = 0.0;
         switch (bandType) {
-            case 1:
+            case BAND_LOWPASS:
                 h = (mi == 0) ? w1 : std::sin(m * w1 * kPi) / mpi;
                 break;
-            case 2:
+            case BAND_HIGHPASS:
                 h = (mi == 0) ? 1.0 - w1 : (std::sin(m * kPi) - std::sin(m * w1 * kPi)) / mpi;
                 break;
-            case 3:
+            case BAND_BANDPASS:
                 h = (mi == 0) ? w2 - w1 : (std::sin(m * w2 * kPi) - std::sin(m * w1 * kPi)) / mpi;
                 break;
             default:
@@ -254,15 +257,12 @@ double* ComputeResponse(WindowsFilter& filter, int tapCount) {
     const double kResponsePi = 3.1415926;
     const int points = filter.m_nRespCount;
     const std::size_t size = static_cast<std::size_t>(points);
-    delete[] filter.m_pFreqAxis;
-    delete[] filter.m_pAmplitude;
-    delete[] filter.m_pPhase;
-    filter.m_pFreqAxis = nullptr;
-    filter.m_pAmplitude = nullptr;
-    filter.m_pPhase = nullptr;
-    std::unique_ptr<double[]> freq(new double[size]());
-    std::unique_ptr<double[]> amp(new double[size]());
-    std::unique_ptr<double[]> phase(new double[size]());
+    FreeArray(filter.m_pFreqAxis);
+    FreeArray(filter.m_pAmplitude);
+    FreeArray(filter.m_pPhase);
+    std::unique_ptr<double[]> freq = MakeZeroedArray<double>(size);
+    std::unique_ptr<double[]> amp = MakeZeroedArray<double>(size);
+    std::unique_ptr<double[]> phase = MakeZeroedArray<double>(size);
     std::vector<double> re(size, 0.0);
     std::vector<double> im(size, 0.0);
 
@@ -292,9 +292,9 @@ double* ComputeResponse(WindowsFilter& filter, int tapCount) {
     for (int k = 0; k < points; ++k) {
         amp[k] = 20.0 * std::log10(amp[k] / peak);
     }
-    filter.m_pFreqAxis = freq.release();
-    filter.m_pAmplitude = amp.release();
-    filter.m_pPhase = phase.release();
+    ResetArray(filter.m_pFreqAxis, std::move(freq));
+    ResetArray(filter.m_pAmplitude, std::move(amp));
+    ResetArray(filter.m_pPhase, std::move(phase));
     return filter.m_pAmplitude;
 }
 

@@ -2,8 +2,12 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <memory>
+#include <utility>
 #include <vector>
 
+#include "RZFilterFunc/base/FilterTypes.h"
+#include "RZFilterFunc/base/OwnedArray.h"
 #include "RZFilterFunc/fir/WindowFunctions.h"
 
 WindowsFilter::WindowsFilter() : m_nWindowType(0), m_dFreqScale(0.0), m_nDesignedTaps(0) {}
@@ -12,12 +16,12 @@ int WindowsFilter::DesignFIR(int length) {
     if (!(m_dFreq1 > 0.0) || !(m_dSampleFreq > 0.0)) {
         return -1;
     }
-    if ((m_nBandType == 3 || m_nBandType == 4) && !(m_dFreq2 > 0.0)) {
+    if ((m_nBandType == BAND_BANDPASS || m_nBandType == BAND_BANDSTOP) && !(m_dFreq2 > 0.0)) {
         return -1;
     }
     // No ideal response exists for other band types, and a negative length
     // has no taps: refuse both before touching anything.
-    if (m_nBandType < 1 || m_nBandType > 4 || length < 0) {
+    if (m_nBandType < BAND_LOWPASS || m_nBandType > BAND_BANDSTOP || length < 0) {
         return -1;
     }
     const double nyquist = m_dSampleFreq * 0.5;
@@ -39,13 +43,12 @@ int WindowsFilter::DesignFIR(int length) {
         rzf::MakeWindow(window.data(), m_nLength, m_nWindowType, 0.0, 1.0, 1.0, -3.0);
     }
 
-    double* coef = new double[taps]();
-    rzf::MakeIdealImpulse(*this, coef, m_nLength, m_nBandType);
+    std::unique_ptr<double[]> coef = rzf::MakeZeroedArray<double>(taps);
+    rzf::MakeIdealImpulse(*this, coef.get(), m_nLength, m_nBandType);
     for (std::size_t k = 0; k < taps; ++k) {
         coef[k] = coef[k] * static_cast<double>(window[k]);
     }
-    delete[] m_pCoef;
-    m_pCoef = coef;
+    rzf::ResetArray(m_pCoef, std::move(coef));
     m_nDesignedTaps = m_nLength;
     return 0;
 }

@@ -1,6 +1,8 @@
 #include "RZFilterFunc/iir/ButwcfFilter.h"
 
-#include <RZFilterFunc/filter/FilterMessages.h>
+#include <RZFilterFunc/base/DesignLimits.h>
+#include <RZFilterFunc/base/FilterMessages.h>
+#include <RZFilterFunc/base/FilterTypes.h>
 #include <RZFilterFunc/platform/MathConst.h>
 
 #include <cmath>
@@ -14,10 +16,16 @@ namespace {
 constexpr int kSectionCapacity = 10;
 constexpr int kDigitalCapacity = 20;
 
+// Orders the design accepts: low-/high-pass up to 10, band-pass/-stop up to
+// 15 (their digital filters have twice that order).
+constexpr int kMinOrder = 3;
+constexpr int kMaxOrderLowHigh = 10;
+constexpr int kMaxOrderBand = 15;
+
 }  // namespace
 
 double ButwcfFilter::EstimateOrder(double x1, double x2, double k) {
-    return 0.5 * (std::log10(x1) - std::log10(x2)) / std::log10(k) + 0.9;
+    return 0.5 * (std::log10(x1) - std::log10(x2)) / std::log10(k) + rzf::kOrderRoundingBias;
 }
 
 int ButwcfFilter::ButterworthSection(int N, int k, double* numerator, double* denominator) {
@@ -48,40 +56,41 @@ int ButwcfFilter::ButterworthSection(int N, int k, double* numerator, double* de
 }
 
 int ButwcfFilter::DesignIIR() {
-    const int T = m_nBandType;
+    const int band = m_nBandType;
     const double fs = m_dSampleFreq;
+    const bool lowHigh = band == BAND_LOWPASS || band == BAND_HIGHPASS;
 
     // Stop edges this close to Nyquist are refused without a message.
-    if (T == 1 && m_dFreq2 > fs / 2.56) {
+    if (band == BAND_LOWPASS && m_dFreq2 > rzf::DesignFrequencyLimit(fs)) {
         return -1;
     }
-    if (T == 4 && m_dFreq4 > fs / 2.56) {
+    if (band == BAND_BANDSTOP && m_dFreq4 > rzf::DesignFrequencyLimit(fs)) {
         return -1;
     }
 
-    int L = 3;
-    int N = 0;
+    int sectionLength = rzf::kLowHighSectionLength;
+    int order = 0;
     int rc = 1;
     const double lowerPassEdge = m_dFreq1;
-    if (T >= 1) {
+    if (band >= BAND_LOWPASS) {
         rc = rzf::EstimateOrderFromSpec(&m_dFreq1, &m_dFreq2, &m_dFreq3, &m_dFreq4, fs,
-                                        m_dPassRipple, m_dStopAtten, T, &N, *this);
+                                        m_dPassRipple, m_dStopAtten, band, &order, *this);
     }
-    if (T == 4) {
+    if (band == BAND_BANDSTOP) {
         m_dFreq1 = lowerPassEdge;
     }
 
-    const int maxOrder = (T == 1 || T == 2) ? 10 : 15;
-    if (N < 3 || N > maxOrder) {
+    const int maxOrder = lowHigh ? kMaxOrderLowHigh : kMaxOrderBand;
+    if (order < kMinOrder || order > maxOrder) {
         m_bStable = false;
         m_strError = rzf::msg::Text(rzf::msg::kOrderTooLarge);
         return -1;
     }
-    m_nFilterOrder = (T > 2) ? 2 * N : N;
-    if (T != 1 && T != 2 && N >= 100) {
+    m_nFilterOrder = (band > BAND_HIGHPASS) ? 2 * order : order;
+    if (!lowHigh && order >= 100) {
         return -2;
     }
-    if ((T == 1 || T == 2) && N >= 200) {
+    if (lowHigh && order >= 200) {
         return -2;
     }
     if (rc != 0) {
@@ -90,26 +99,28 @@ int ButwcfFilter::DesignIIR() {
 
     const double f1 = m_dFreq1 / fs;
     const double f2 = m_dFreq2 / fs;
-    const int S = (N > 1) ? (N + 1) / 2 : 1;
-    if (T == 3 || T == 4) {
-        L = 5;
+    const int sectionCount = (order > 1) ? (order + 1) / 2 : 1;
+    if (band == BAND_BANDPASS || band == BAND_BANDSTOP) {
+        sectionLength = rzf::kBandSectionLength;
     }
 
-    std::vector<double> nums(static_cast<std::size_t>(S) * L, 0.0);
-    std::vector<double> dens(static_cast<std::size_t>(S) * L, 0.0);
-    for (int k = 1; k <= S; ++k) {
+    const std::size_t stride = static_cast<std::size_t>(sectionLength);
+    std::vector<double> nums(static_cast<std::size_t>(sectionCount) * sectionLength, 0.0);
+    std::vector<double> dens(static_cast<std::size_t>(sectionCount) * sectionLength, 0.0);
+    for (int k = 1; k <= sectionCount; ++k) {
         double an[kSectionCapacity] = {};
         double ad[kSectionCapacity] = {};
         double dn[kDigitalCapacity] = {};
         double dd[kDigitalCapacity] = {};
-        ButterworthSection(N, k, an, ad);
-        rzf::TransformSection(an, ad, kSectionCapacity, L, L, T, f1, f2, dn, dd);
+        ButterworthSection(order, k, an, ad);
+        rzf::TransformSection(an, ad, kSectionCapacity, sectionLength, sectionLength, band, f1, f2,
+                              dn, dd);
         dd[0] = 1.0;
-        for (int j = 0; j < L; ++j) {
-            nums[static_cast<std::size_t>(k - 1) * L + j] = dn[j];
-            dens[static_cast<std::size_t>(k - 1) * L + j] = dd[j];
+        for (int j = 0; j < sectionLength; ++j) {
+            nums[static_cast<std::size_t>(k - 1) * stride + j] = dn[j];
+            dens[static_cast<std::size_t>(k - 1) * stride + j] = dd[j];
         }
     }
-    rzf::CombineSections(dens, nums, S, L, *this);
+    rzf::CombineSections(dens, nums, sectionCount, sectionLength, *this);
     return m_nFilterOrder;
 }

@@ -1,8 +1,12 @@
 #include "RZFilterFunc/iir/IIRFilter.h"
 
+#include <RZFilterFunc/base/OwnedArray.h>
 #include <RZFilterFunc/platform/MathConst.h>
 
 #include <cmath>
+#include <cstddef>
+#include <memory>
+#include <utility>
 
 namespace {
 
@@ -18,8 +22,8 @@ IIRFilter::IIRFilter()
       m_pDenominator(nullptr) {}
 
 IIRFilter::~IIRFilter() {
-    delete[] m_pNumerator;
-    delete[] m_pDenominator;
+    rzf::FreeArray(m_pNumerator);
+    rzf::FreeArray(m_pDenominator);
 }
 
 double* IIRFilter::GetAmplitudeResponse(int* count) {
@@ -89,9 +93,15 @@ void IIRFilter::ComputeResponse() {
     if (n <= 0) {
         return;
     }
-    m_pFreqAxis = new double[n];
-    m_pAmplitude = new double[n];
-    m_pPhase = new double[n];
+    // All three arrays are allocated before any is handed over, so a failed
+    // allocation leaves the filter without a response and leaks nothing.
+    const std::size_t size = static_cast<std::size_t>(n);
+    std::unique_ptr<double[]> freqAxis = rzf::MakeArray<double>(size);
+    std::unique_ptr<double[]> amplitude = rzf::MakeArray<double>(size);
+    std::unique_ptr<double[]> phase = rzf::MakeArray<double>(size);
+    rzf::ResetArray(m_pFreqAxis, std::move(freqAxis));
+    rzf::ResetArray(m_pAmplitude, std::move(amplitude));
+    rzf::ResetArray(m_pPhase, std::move(phase));
 
     // The arrays hold 200 coefficients whatever the recorded order says
     // (clamped before adding one, so that no order overflows).

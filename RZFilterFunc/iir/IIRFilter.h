@@ -1,7 +1,7 @@
 #pragma once
 
 #include <RZFilterFunc/RZFilterFunc_export.h>
-#include <RZFilterFunc/filter/ClassicFilter.h>
+#include <RZFilterFunc/base/ClassicFilter.h>
 
 // IIR branch of the designed filters: a transfer function B(z)/A(z) held as two
 // 200-entry coefficient arrays (coefficient of z^-k at index k, a[0] = 1), and

@@ -1,10 +1,14 @@
 #include "RZFilterFunc/iir/IirDesignSteps.h"
 
+#include <RZFilterFunc/base/FilterTypes.h>
+#include <RZFilterFunc/base/OwnedArray.h>
 #include <RZFilterFunc/iir/IIRFilter.h>
 #include <RZFilterFunc/platform/MathConst.h>
 #include <RZFilterFunc/platform/NumericConvert.h>
 
 #include <cmath>
+#include <memory>
+#include <utility>
 
 #include "RZFilterFunc/iir/PolyMath.h"
 
@@ -38,8 +42,8 @@ double Larger(double a, double b) {
 }  // namespace
 
 int EstimateOrderFromSpec(double* e1, double* e2, double* e3, double* e4, double fs, double ap,
-                          double as, int T, int* order, IIRFilter& filter) {
-    if (T > 4 || T < 1) {
+                          double as, int bandType, int* order, IIRFilter& filter) {
+    if (bandType > BAND_BANDSTOP || bandType < BAND_LOWPASS) {
         return 1;
     }
     const double t1 = std::tan(kPi * *e1 / fs);
@@ -48,17 +52,17 @@ int EstimateOrderFromSpec(double* e1, double* e2, double* e3, double* e4, double
     const double x2 = std::pow(10.0, as / 10.0) - 1.0;
     double k = t1 / t2;
 
-    if (T == 2) {
+    if (bandType == BAND_HIGHPASS) {
         *e1 = *e2;
         *e2 = 0.0;
-    } else if (T == 3) {
+    } else if (bandType == BAND_BANDPASS) {
         const double t3 = std::tan(kPi * *e3 / fs);
         const double t4 = std::tan(kPi * *e4 / fs);
         auto omega = [&](double t) { return (t * t - t2 * t3) / (t * (t3 - t2)); };
         k = Larger(omega(t3) / omega(t4), omega(t2) / omega(t1));
         *e1 = *e2;
         *e2 = *e3;
-    } else if (T == 4) {
+    } else if (bandType == BAND_BANDSTOP) {
         const double t3 = std::tan(kPi * *e3 / fs);
         const double t4 = std::tan(kPi * *e4 / fs);
         auto omega = [&](double t) { return t * (t4 - t1) / (t * t - t1 * t4); };
@@ -70,16 +74,18 @@ int EstimateOrderFromSpec(double* e1, double* e2, double* e3, double* e4, double
     return 0;
 }
 
-int TransformSection(const double* b, const double* a, int inCount, int L, int maxDegree, int T,
-                     double f1, double f2, double* outB, double* outA) {
-    if (T < 1 || T > 4) {
-        return 4;
+SectionTransformResult TransformSection(const double* b, const double* a, int inCount, int outCount,
+                                        int maxDegree, int bandType, double f1, double f2,
+                                        double* outB, double* outA) {
+    const bool bandMapping = bandType >= BAND_BANDPASS;
+    if (bandType < BAND_LOWPASS || bandType > BAND_BANDSTOP) {
+        return kSectionBadBandType;
     }
     if (!(f1 > 0.0 && f1 <= 0.5)) {
-        return 5;
+        return kSectionBadEdges;
     }
-    if (T >= 3 && !(f1 < f2 && f2 <= 0.5)) {
-        return 5;
+    if (bandMapping && !(f1 < f2 && f2 <= 0.5)) {
+        return kSectionBadEdges;
     }
     int m = -1;
     for (int j = inCount - 1; j >= 0; --j) {
@@ -89,40 +95,40 @@ int TransformSection(const double* b, const double* a, int inCount, int L, int m
         }
     }
     if (m < 0) {
-        return 1;
+        return kSectionEmpty;
     }
 
     const double w1 = std::tan(kPi * f1);
     double bw = 0.0;
     double w0sq = 0.0;
     int degree = m;
-    if (T >= 3) {
+    if (bandMapping) {
         const double w2 = std::tan(kPi * f2);
         bw = w2 - w1;
         w0sq = w1 * w2;
         degree = 2 * m;
     }
     if (degree > maxDegree) {
-        return 3;
+        return kSectionDegreeTooHigh;
     }
 
     std::vector<double> nb(degree + 1, 0.0);
     std::vector<double> na(degree + 1, 0.0);
-    if (T == 1) {
+    if (bandType == BAND_LOWPASS) {
         double scale = 1.0;
         for (int j = 0; j <= m; ++j) {
             nb[j] = b[j] / scale;
             na[j] = a[j] / scale;
             scale *= w1;
         }
-    } else if (T == 2) {
+    } else if (bandType == BAND_HIGHPASS) {
         double scale = 1.0;
         for (int j = 0; j <= m; ++j) {
             nb[j] = b[m - j] / scale;
             na[j] = a[m - j] / scale;
             scale *= w1;
         }
-    } else if (T == 3) {
+    } else if (bandType == BAND_BANDPASS) {
         // s -> (s^2 + W0^2) / (Bw s), times (Bw s)^m.
         for (int i = 0; i <= m; ++i) {
             const double bwPow = IntPow(bw, m - i);
@@ -144,53 +150,57 @@ int TransformSection(const double* b, const double* a, int inCount, int L, int m
         }
     }
 
-    const int work = (degree + 1 > L) ? degree + 1 : L;
+    const int work = (degree + 1 > outCount) ? degree + 1 : outCount;
     std::vector<double> db(work, 0.0);
     std::vector<double> da(work, 0.0);
-    const int rc = BilinearSection(nb.data(), na.data(), degree + 1, work, db.data(), da.data());
-    if (rc != 0) {
-        return rc;
+    switch (BilinearSection(nb.data(), na.data(), degree + 1, work, db.data(), da.data())) {
+        case kBilinearDone:
+            break;
+        case kBilinearNegligible:
+            return kSectionEmpty;
+        default:
+            return kSectionZeroLead;
     }
-    for (int j = 0; j < L; ++j) {
+    for (int j = 0; j < outCount; ++j) {
         outB[j] = db[j];
         outA[j] = da[j];
     }
-    return 0;
+    return kSectionDone;
 }
 
-int CombineSections(const std::vector<double>& dens, const std::vector<double>& nums, int S, int L,
-                    IIRFilter& filter) {
-    if (S < 1 || L < 2 || (L - 1) * S + 1 > kCoefCapacity ||
-        dens.size() < static_cast<std::size_t>(S) * L ||
-        nums.size() < static_cast<std::size_t>(S) * L) {
+int CombineSections(const std::vector<double>& dens, const std::vector<double>& nums,
+                    int sectionCount, int sectionLength, IIRFilter& filter) {
+    const int sectionDegree = sectionLength - 1;
+    if (sectionCount < 1 || sectionLength < 2 || sectionDegree * sectionCount + 1 > kCoefCapacity ||
+        dens.size() < static_cast<std::size_t>(sectionCount) * sectionLength ||
+        nums.size() < static_cast<std::size_t>(sectionCount) * sectionLength) {
         return 0;
     }
     std::vector<double> num(kCoefCapacity, 0.0);
     std::vector<double> den(kCoefCapacity, 0.0);
-    for (int j = 0; j < L; ++j) {
+    for (int j = 0; j < sectionLength; ++j) {
         num[j] = nums[j];
         den[j] = dens[j];
     }
-    for (int i = 0; i + 1 < S; ++i) {
-        const int R = (i + 2) * (L - 1) + 1;
-        const std::size_t at = static_cast<std::size_t>(i + 1) * L;
-        PolyMultiply(nums.data() + at, L, num.data(), R, num.data());
-        PolyMultiply(dens.data() + at, L, den.data(), R, den.data());
+    for (int i = 0; i + 1 < sectionCount; ++i) {
+        const int productLength = (i + 2) * sectionDegree + 1;
+        const std::size_t at = static_cast<std::size_t>(i + 1) * sectionLength;
+        PolyMultiply(nums.data() + at, sectionLength, num.data(), productLength, num.data());
+        PolyMultiply(dens.data() + at, sectionLength, den.data(), productLength, den.data());
     }
 
-    delete[] filter.m_pNumerator;
-    delete[] filter.m_pDenominator;
-    filter.m_pNumerator = nullptr;
-    filter.m_pDenominator = nullptr;
-    filter.m_pNumerator = new double[kCoefCapacity];
-    filter.m_pDenominator = new double[kCoefCapacity];
+    // Both arrays are filled before either replaces the filter's own.
+    std::unique_ptr<double[]> numerator = MakeArray<double>(kCoefCapacity);
+    std::unique_ptr<double[]> denominator = MakeArray<double>(kCoefCapacity);
     for (int j = 0; j < kCoefCapacity; ++j) {
-        filter.m_pNumerator[j] = num[j];
-        filter.m_pDenominator[j] = den[j];
+        numerator[j] = num[j];
+        denominator[j] = den[j];
     }
+    ResetArray(filter.m_pNumerator, std::move(numerator));
+    ResetArray(filter.m_pDenominator, std::move(denominator));
 
     // Poles: roots of a0 z^D + a1 z^(D-1) + ... + aD.
-    const int D = (L - 1) * S;
+    const int D = sectionDegree * sectionCount;
     std::vector<double> reversed(D + 1);
     for (int j = 0; j <= D; ++j) {
         reversed[j] = den[D - j];

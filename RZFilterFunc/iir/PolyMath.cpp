@@ -37,8 +37,8 @@ double FallingFactorialReal(int n, int k) {
     return product;
 }
 
-int BilinearSection(const double* b, const double* a, int inCount, int outCount, double* outB,
-                    double* outA) {
+BilinearResult BilinearSection(const double* b, const double* a, int inCount, int outCount,
+                               double* outB, double* outA) {
     int m = -1;
     for (int j = inCount - 1; j >= 0; --j) {
         if (std::fabs(b[j]) > 1e-10 || std::fabs(a[j]) > 1e-10) {
@@ -47,7 +47,7 @@ int BilinearSection(const double* b, const double* a, int inCount, int outCount,
         }
     }
     if (m < 0) {
-        return 1;
+        return kBilinearNegligible;
     }
 
     // rows[k] holds (1 - z^-1)^k (1 + z^-1)^(m-k), m + 1 coefficients each.
@@ -80,7 +80,7 @@ int BilinearSection(const double* b, const double* a, int inCount, int outCount,
         e[j] = sa;
     }
     if (e[0] == 0.0) {
-        return 2;
+        return kBilinearZeroLead;
     }
     const double e0 = e[0];
     for (int j = 0; j < outCount; ++j) {
@@ -92,7 +92,7 @@ int BilinearSection(const double* b, const double* a, int inCount, int outCount,
             outA[j] = 0.0;
         }
     }
-    return 0;
+    return kBilinearDone;
 }
 
 void PolyMultiply(const double* a, int L, const double* b, int R, double* out) {

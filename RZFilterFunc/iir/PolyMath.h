@@ -12,13 +12,19 @@ int FallingFactorial(int n, int k);
 // The same product in double precision, 1.0 when k <= 0, without range checks.
 double FallingFactorialReal(int n, int k);
 
+// Outcome of BilinearSection.
+enum BilinearResult : int {
+    kBilinearDone = 0,
+    kBilinearNegligible = 1,  // both polynomials negligible, nothing written
+    kBilinearZeroLead = 2,    // the new a0 is zero, nothing written
+};
+
 // Substitutes s = (1 - z^-1)/(1 + z^-1) into the analog section b/a (inCount
 // coefficients each), multiplies through by (1 + z^-1)^m and scales to a0 = 1.
 // Writes outCount coefficients of each result (zero beyond the degree; a degree
-// above outCount - 1 is cut). Returns 0 done, 1 both polynomials negligible
-// (nothing written), 2 the new a0 is zero (nothing written).
-int BilinearSection(const double* b, const double* a, int inCount, int outCount, double* outB,
-                    double* outA);
+// above outCount - 1 is cut).
+BilinearResult BilinearSection(const double* b, const double* a, int inCount, int outCount,
+                               double* outB, double* outA);
 
 // out[j] = sum_i a[i] * b[j - i] for j = 0..R-1, where a has L coefficients and
 // b has R - L + 1. out may be the same array as b.

@@ -5,7 +5,7 @@
 #include <limits>
 #include <utility>
 
-#include "RZFilterFunc/channels/SampleCodec.h"
+#include "RZFilterFunc/base/SampleCodec.h"
 #include "RZFilterFunc/integrate/IntegralSample.h"
 
 CIntegralDiff::CIntegralDiff()

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <limits>
 
+#include "RZFilterFunc/base/SampleCodec.h"
+
 namespace rzf {
 
 // Raw sample access for the running integrator. Samples are read as doubles
@@ -56,17 +58,17 @@ inline float RoundToFloat(double v) {
 
 inline double ReadIntegralSample(const char* p, int type) {
     switch (type) {
-        case 0: {
+        case kRawInt16: {
             std::int16_t v;
             std::memcpy(&v, p, sizeof v);
             return v;
         }
-        case 1: {
+        case kRawFloat32: {
             float v;
             std::memcpy(&v, p, sizeof v);
             return v;
         }
-        case 2: {
+        case kRawInt32: {
             std::int32_t v;
             std::memcpy(&v, p, sizeof v);
             return v;
@@ -78,17 +80,17 @@ inline double ReadIntegralSample(const char* p, int type) {
 
 inline void WriteIntegralSample(double v, char* p, int type) {
     switch (type) {
-        case 0: {
+        case kRawInt16: {
             const std::int16_t s = TruncLow16(v);
             std::memcpy(p, &s, sizeof s);
             break;
         }
-        case 1: {
+        case kRawFloat32: {
             const float s = RoundToFloat(v);
             std::memcpy(p, &s, sizeof s);
             break;
         }
-        case 2: {
+        case kRawInt32: {
             const std::int32_t s = TruncLow32(v);
             std::memcpy(p, &s, sizeof s);
             break;

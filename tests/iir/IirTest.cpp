@@ -4,7 +4,7 @@
 // design arithmetic).
 #include <gtest/gtest.h>
 
-#include <RZFilterFunc/filter/FilterMessages.h>
+#include <RZFilterFunc/base/FilterMessages.h>
 #include <RZFilterFunc/filter/FilterUser.h>
 #include <RZFilterFunc/iir/ButwcfFilter.h>
 #include <RZFilterFunc/iir/ChebyiFilter.h>

@@ -1,4 +1,6 @@
-#include "RZFilterFunc/filter/ClassicFilter.h"
+#include "RZFilterFunc/base/ClassicFilter.h"
+
+#include "RZFilterFunc/base/OwnedArray.h"
 
 ClassicFilter::ClassicFilter()
     : m_dSampleFreq(-1.0),
@@ -19,12 +21,9 @@ ClassicFilter::~ClassicFilter() {
 }
 
 void ClassicFilter::ReleaseResponse() {
-    delete[] m_pFreqAxis;
-    delete[] m_pAmplitude;
-    delete[] m_pPhase;
-    m_pFreqAxis = nullptr;
-    m_pAmplitude = nullptr;
-    m_pPhase = nullptr;
+    rzf::FreeArray(m_pFreqAxis);
+    rzf::FreeArray(m_pAmplitude);
+    rzf::FreeArray(m_pPhase);
 }
 
 void ClassicFilter::ResetDesign() {
