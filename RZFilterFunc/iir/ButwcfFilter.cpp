@@ -122,5 +122,11 @@ int ButwcfFilter::DesignIIR() {
         }
     }
     rzf::CombineSections(dens, nums, sectionCount, sectionLength, *this);
+    if (!rzf::HasFiniteCoefficients(*this, m_nFilterOrder)) {
+        // Overflowed design arithmetic: unusable, refused like an unstable order.
+        m_bStable = false;
+        m_strError = rzf::msg::Text(rzf::msg::kOrderTooLarge);
+        return -1;
+    }
     return m_nFilterOrder;
 }

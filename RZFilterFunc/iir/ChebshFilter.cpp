@@ -115,6 +115,9 @@ int ChebshFilter::DesignIIR() {
         }
     }
     rzf::CombineSections(dens, nums, sectionCount, sectionLength, *this);
+    if (!rzf::HasFiniteCoefficients(*this, m_nFilterOrder)) {
+        return refuse();
+    }
     m_nLength = m_nFilterOrder + 1;
     return m_nFilterOrder;
 }

@@ -52,4 +52,10 @@ SectionTransformResult TransformSection(const double* b, const double* a, int in
 int CombineSections(const std::vector<double>& dens, const std::vector<double>& nums,
                     int sectionCount, int sectionLength, IIRFilter& filter);
 
+// True when the filter holds a numerator and a denominator whose entries 0 ..
+// order are all finite. Extreme specifications (a sampling frequency near the
+// largest double, say) overflow the design arithmetic; such a design is not
+// usable.
+bool HasFiniteCoefficients(const IIRFilter& filter, int order);
+
 }  // namespace rzf
