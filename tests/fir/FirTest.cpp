@@ -242,7 +242,7 @@ TEST(KaiserDesign, LengthBetaAndScipyDesigns) {
         {60, 0.1102 * 51.3, 0.1, 1000, 75}, {50, 0.1102 * 41.3, 0.1, 1000, 61},
         {45, 0.5842 * std::pow(24.0, 0.4) + 0.07886 * 24, 0.08, 1000, 67},
         {22, 0.5842 + 0.07886, 0.1, 1000, 21}, {21, 0, 0.1, 1000, 21}, {10, 0, 0.05, 1000, 39},
-        {60, 0.1102 * 51.3, 0.1, 0, 75}, {60, 0.1102 * 51.3, 0.1, -1000, 75}};
+        {60, 0.1102 * 51.3, 0.1, -1000, 75}};
     // clang-format on
     for (const auto& r : ReadFirTable("kaiser_beta.txt", 9))  // taps unchecked
         rows.push_back({r[0], r[1], 0.1, 1000, 0});
@@ -260,6 +260,14 @@ TEST(KaiserDesign, LengthBetaAndScipyDesigns) {
         EXPECT_TRUE(k.m_dNyquist == 1.0 && k.m_dFreq1 == c1 &&
                     k.m_pCoef[n / 2] == 16384.0 * (r[2] / 2 + c1));
     }
+    // At fs 0 the edge is infinite and no tap would be finite: refused.
+    CKaiserFilter atZero;
+    atZero.m_nBandType = 1;
+    atZero.m_dFreq1 = 100.0;
+    atZero.m_dNyquist = 0.0;
+    atZero.m_dAtten = 60;
+    atZero.m_dTransition = 0.1;
+    EXPECT_TRUE(atZero.Design() == 0 && atZero.m_nLength == 0 && atZero.m_pCoef == nullptr);
     // Records: band fs f1 f2 atten transition numtaps taps*16384, from
     // scipy.signal.firwin with a Kaiser window and scale=False.
     for (const auto& r : ReadFirTable("kaiser_designs.txt", 9)) {
@@ -302,10 +310,13 @@ TEST(KaiserDesign, FourEdgesAndRefusals) {
         EXPECT_TRUE(c.four || n == 0 || h == fourEdge) << c.band;  // as the row before
         fourEdge = h;
     }
-    // At 0 Hz the transition 2 (50 / 0) is infinite: 52.05 / inf + 1 gives 3 taps.
-    double* taps = nullptr;
-    const int three = CFilter::DesignFilter(taps, 0.0f, 1, 100, 150, 0, 0, 60);
-    EXPECT_EQ(Taken(taps, three).size(), 3u);
+    // At 0 Hz the transition 2 (50 / 0) is infinite and no tap would be finite:
+    // refused, as every rate that is not positive and finite.
+    for (const float fs : {0.0f, -1000.0f, HUGE_VALF, NAN}) {
+        double held = 0.0, *taps = &held;
+        EXPECT_EQ(CFilter::DesignFilter(taps, fs, 1, 100, 150, 0, 0, 60), 0) << fs;
+        EXPECT_EQ(taps, nullptr);
+    }
 }
 
 TEST(CFilter, LoadingAndBadArguments) {
