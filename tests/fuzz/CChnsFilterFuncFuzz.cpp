@@ -14,9 +14,10 @@ namespace {
 using rzf_fuzz::ExactBuffer;
 
 // A negative byte count still comes back as a negative frame count; until it
-// is refused with 0, the result is only checked for byte counts of 0 or more.
-// Reproducer: regressions/pending/chns_filter_func/.
-constexpr bool kNegativeCountsRefused = false;
+// is refused with 0, the result is only checked for byte counts of 0 or more
+// (checked always when built with RZF_FUZZ_OPEN_FAULTS). Reproducer:
+// regressions/pending/chns_filter_func/.
+constexpr bool kNegativeCountsRefused = !rzf_fuzz::kAvoidOpenFaults;
 
 void Design(FuzzedDataProvider& in, CChnsFilterFunc& f) {
     const double nyquist = f.m_bInit ? f.m_fSampleRate / 2.56 : 100.0;
