@@ -118,9 +118,11 @@ TEST_P(EngineBadCall, FloatShortAndIntBuffers) {
     CFilter engine;
     engine.SetFIRCoief(3, taps);
     ASSERT_TRUE(engine.IsPrePare());
+    // Highest index the call reaches (the first or the last), none with no buffer.
     long long highest = 0;
-    for (long long i = 0; i < c.count; ++i) {
-        highest = std::max(highest, c.offset + i * c.stride);
+    if (!c.nullData && c.count >= 1) {
+        const long long last = c.offset + static_cast<long long>(c.count - 1) * c.stride;
+        highest = std::max({0LL, static_cast<long long>(c.offset), last});
     }
     const std::size_t size = static_cast<std::size_t>(highest + 1);
     auto f = std::make_unique<float[]>(size);
