@@ -25,15 +25,9 @@ if [ -z "$clang" ]; then
   exit 1
 fi
 
-# RZF_FUZZ_OPEN_FAULTS=1: harnesses that no longer avoid the library's known
-# open faults, replaying regressions/pending/ as well (expected to fail until
-# those faults are fixed).
-open_faults=${RZF_FUZZ_OPEN_FAULTS:-0}
 build=build/fuzz
-if [ "$open_faults" = "1" ]; then build=build/fuzz-open; fi
 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER="$clang" \
   -DRZF_BUILD_FUZZERS=ON -DRZF_BUILD_TESTS=OFF -DRZF_BUILD_TOOLS=OFF \
-  -DRZF_FUZZ_OPEN_FAULTS=$([ "$open_faults" = "1" ] && echo ON || echo OFF) \
   -DRZF_WARNINGS_AS_ERRORS=OFF -DRZF_SANITIZE=address,undefined >/dev/null
 targets=()
 for h in "${harnesses[@]}"; do targets+=(--target "fuzz_$h"); done
@@ -58,8 +52,6 @@ for h in "${harnesses[@]}"; do
   echo "== $h: replaying the committed inputs"
   replay=("$seeds")
   if [ -d "$regressions" ]; then replay+=("$regressions"); fi
-  pending=tests/fuzz/regressions/pending/$h
-  if [ "$open_faults" = "1" ] && [ -d "$pending" ]; then replay+=("$pending"); fi
   if ! "$exe" "${limits[@]}" -runs=0 -artifact_prefix="$findings/" "${replay[@]}" \
       >"$findings/replay.log" 2>&1; then
     tail -40 "$findings/replay.log"

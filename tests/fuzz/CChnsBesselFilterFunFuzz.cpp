@@ -16,8 +16,8 @@ using rzf_fuzz::ExactBuffer;
 
 // A negative byte count still comes back as a negative frame count; until it
 // is refused with 0, the result is only checked for byte counts of 0 or more
-// (checked always when built with RZF_FUZZ_OPEN_FAULTS). Reproducer:
-// regressions/pending/chns_bessel_filter_fun/.
+// (only when built with RZF_FUZZ_AVOID_OPEN_FAULTS; fixed now). Reproducer:
+// regressions/chns_bessel_filter_fun/.
 constexpr bool kNegativeCountsRefused = !rzf_fuzz::kAvoidOpenFaults;
 
 void Design(FuzzedDataProvider& in, CChnsBesselFilterFun& f) {

@@ -17,8 +17,8 @@ using rzf_fuzz::ExactBuffer;
 // samples than one frame, writing that frame past the call's count. Until it
 // keeps such a frame for the next call, calls shorter than a frame get a
 // buffer of one whole frame (the room the decimator's header asks for), and
-// the result is checked against that room (not when built with
-// RZF_FUZZ_OPEN_FAULTS). Reproducer: regressions/pending/cfir_func/.
+// the result is checked against that room (only when built with
+// RZF_FUZZ_AVOID_OPEN_FAULTS; fixed now). Reproducer: regressions/cfir_func/.
 constexpr bool kShortCallsGetFrameRoom = rzf_fuzz::kAvoidOpenFaults;
 
 int SampleBytes(int type) {

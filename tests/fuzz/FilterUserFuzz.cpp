@@ -12,12 +12,11 @@ namespace {
 
 using rzf_fuzz::ExactBuffer;
 
-// FilterData still sizes a restarted FIR state from the specification's length
+// FilterData once sized a restarted FIR state from the specification's length
 // before comparing it with the taps the current design holds, so a huge length
-// set without a redesign allocates for it. While that holds, a hostile length
-// is designed right away (the design refuses it) instead of meeting a stale
-// design (not when built with RZF_FUZZ_OPEN_FAULTS). Reproducer:
-// regressions/pending/filter_user/.
+// set without a redesign allocated for it. Built with RZF_FUZZ_AVOID_OPEN_FAULTS,
+// a hostile length is designed right away (the design refuses it) instead of
+// meeting a stale design.
 constexpr bool kRestartSizedBeforeCheck = rzf_fuzz::kAvoidOpenFaults;
 
 // Tap counts and orders that design quickly, plus the hostile ones (which a
