@@ -116,7 +116,7 @@ TEST_P(FrameFilterBadCall, Bessel) {
 }
 
 INSTANTIATE_TEST_SUITE_P(BadInput, FrameFilterBadCall, ::testing::ValuesIn(kFrameCalls),
-                         [](const auto& info) { return std::string(info.param.name); });
+                         [](const auto& row) { return std::string(row.param.name); });
 
 template <typename Filter>
 class FrameFilterLifecycle : public ::testing::Test {};

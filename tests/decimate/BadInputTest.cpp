@@ -87,7 +87,7 @@ TEST_P(DecimateBadInput, ExactBuffersAndResults) {
 }
 
 INSTANTIATE_TEST_SUITE_P(BadInput, DecimateBadInput, ::testing::ValuesIn(kCases),
-                         [](const auto& info) { return std::string(info.param.name); });
+                         [](const auto& row) { return std::string(row.param.name); });
 
 // Init again with other sizes mid-stream and copies destroyed in either order;
 // before Init every call returns 0.

@@ -168,7 +168,7 @@ TEST_P(FilterUserSpec, GetsItsOutcomeAndFiltersSafely) {
 }
 
 INSTANTIATE_TEST_SUITE_P(BadInput, FilterUserSpec, ::testing::ValuesIn(kSpecCases),
-                         [](const auto& info) { return std::string(info.param.name); });
+                         [](const auto& row) { return std::string(row.param.name); });
 
 // The window design of a band type without an ideal response still
 // normalises its edges and makes its length odd: 20 becomes 21 zero taps.

@@ -82,7 +82,7 @@ TEST_P(KaiserDesignBadInput, RefusedOrFinite) {
 }
 
 INSTANTIATE_TEST_SUITE_P(BadInput, KaiserDesignBadInput, ::testing::ValuesIn(kKaiserCases),
-                         [](const auto& info) { return std::string(info.param.name); });
+                         [](const auto& row) { return std::string(row.param.name); });
 
 struct EngineCall {
     const char* name;
@@ -147,7 +147,7 @@ TEST_P(EngineBadCall, FloatShortAndIntBuffers) {
 }
 
 INSTANTIATE_TEST_SUITE_P(BadInput, EngineBadCall, ::testing::ValuesIn(kEngineCalls),
-                         [](const auto& info) { return std::string(info.param.name); });
+                         [](const auto& row) { return std::string(row.param.name); });
 
 // Coefficient sets that cannot be loaded leave the engine unprepared; an
 // unprepared engine refuses buffers and passes single samples through.

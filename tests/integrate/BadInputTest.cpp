@@ -77,7 +77,7 @@ TEST_P(IntegralBadInput, TouchesOnlyItsFrames) {
 }
 
 INSTANTIATE_TEST_SUITE_P(BadInput, IntegralBadInput, ::testing::ValuesIn(kCases),
-                         [](const auto& info) { return std::string(info.param.name); });
+                         [](const auto& row) { return std::string(row.param.name); });
 
 // Copies share the running integrals; either may go first, self-assignment
 // changes nothing, and InitDiff again with another layout starts afresh.
