@@ -5,6 +5,11 @@ if(RZF_SANITIZE)
   add_link_options(-fsanitize=${RZF_SANITIZE})
 endif()
 
+# Coverage feedback for libFuzzer in everything the harnesses link.
+if(RZF_BUILD_FUZZERS)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
 # Warnings for every target of this project.
 function(rzf_set_warnings target)
   if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")

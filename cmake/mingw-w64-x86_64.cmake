@@ -1,11 +1,15 @@
-# Cross-compiles the library for Windows x64 with Debian's MinGW-w64 (package
-# g++-mingw-w64-x86-64-posix): checks that it builds as RZFilterFunc.dll with
-# its export macro. Use with -DRZF_BUILD_TESTS=OFF -DRZF_BUILD_TOOLS=OFF.
+# Cross-compiles the library and its unit tests for Windows x64 with Debian's
+# MinGW-w64 (package g++-mingw-w64-x86-64-posix). Both compilers are named, so
+# that every C and C++ target (GoogleTest's included) uses the cross
+# toolchain. Test executables run under Wine through cmake/wine-run.sh.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
+set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix)
 set(CMAKE_CXX_COMPILER x86_64-w64-mingw32-g++-posix)
 set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
 set(CMAKE_FIND_ROOT_PATH /usr/x86_64-w64-mingw32)
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/wine-run.sh)

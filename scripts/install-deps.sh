@@ -11,6 +11,8 @@ packages=(
   python3-dev python3-venv python3-pip python3-setuptools python3-wheel
   pybind11-dev python3-pybind11 python3-numpy python3-scipy python3-pytest python3-mpmath
   python3-dask python3-distributed
+  clang-14 libclang-rt-14-dev
+  g++-mingw-w64-x86-64-posix googletest wine wine64
 )
 
 missing=()

@@ -1,5 +1,7 @@
 #include "RZFilterFunc/filter/AverageFilter.h"
 
+#include "RZFilterFunc/base/DesignLimits.h"
+#include "RZFilterFunc/base/FilterMessages.h"
 #include "RZFilterFunc/base/OwnedArray.h"
 
 AverageFilter::AverageFilter() : m_pCoef(nullptr), m_nCoefCount(0) {}
@@ -10,6 +12,14 @@ AverageFilter::~AverageFilter() {
 
 int AverageFilter::DesignFIR(int n) {
     rzf::FreeArray(m_pCoef);
+    m_nCoefCount = 0;
+    // A longer average would allocate gigabytes: refused as an unusable order,
+    // leaving no coefficients.
+    if (n > rzf::kMaxFirTaps) {
+        m_bStable = false;
+        m_strError = rzf::msg::Text(rzf::msg::kOrderTooLarge);
+        return 0;
+    }
     // Nothing validates the length upstream; a moving average needs one tap.
     if (n < 1) {
         n = 1;

@@ -33,6 +33,11 @@ std::shared_ptr<double[]> CopyArray(const double* src, int count) {
 
 int RunKaiserDesign(double*& taps, float fs, int bandType, float f1, float f2, int attenuationDb,
                     double transition) {
+    // Only a positive, finite sampling frequency gives finite taps.
+    if (!(fs > 0.0f) || !std::isfinite(fs)) {
+        taps = nullptr;
+        return 0;
+    }
     CKaiserFilter design;
     design.m_nBandType = bandType;
     design.m_dFreq1 = f1;

@@ -17,8 +17,9 @@ public:
 
     // Kaiser FIR design from a normalised transition width (1.0 = Nyquist).
     // taps receives a new array (caller frees with delete[]); returns its size.
-    // A transition width that is not positive or a band type outside 1..4
-    // gives 0 with taps null.
+    // A sampling frequency that is not positive and finite, a transition
+    // width that is not positive, a band type outside 1..4, or a design whose
+    // taps would not all be finite gives 0 with taps null.
     static int DesignFilter(double*& taps, float fs, int bandType, float f1, float f2,
                             int attenuationDb, double transition);
     // Kaiser FIR design from four edges (pass, stop, stop, pass); returns 0 and

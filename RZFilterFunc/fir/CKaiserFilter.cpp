@@ -132,6 +132,11 @@ int CKaiserFilter::Design() {
         const std::size_t idx = static_cast<std::size_t>(k);
         const double ideal = IdealTap(m_nBandType, k - centre, g, c1, c2);
         coef[idx] = window[idx] * ideal * kTapScale;
+        if (!std::isfinite(coef[idx])) {
+            // Edges or a transition that are not finite: no usable design.
+            m_nLength = 0;
+            return 0;
+        }
     }
     rzf::ResetArray(m_pCoef, std::move(coef));
     return m_nLength;

@@ -13,8 +13,9 @@ public:
     // Designs from the fields below (edges in Hz, m_dNyquist in Hz); returns
     // the tap count left in m_nLength and m_pCoef, or 0 when refused (band
     // type outside 1..4, transition width not positive, or a length beyond
-    // kMaxHalfLength), which changes nothing. m_dNyquist only scales the
-    // edges and is not checked: a zero gives taps that are not finite.
+    // kMaxHalfLength), which changes nothing. A design whose taps would not
+    // all be finite (a zero m_dNyquist, edges or a transition that are not
+    // finite) also gives 0, with m_nLength 0 and m_pCoef as it was.
     int Design();
 
     // Largest length estimate accepted (the design has 2n + 1 taps).

@@ -1,11 +1,14 @@
 #include "RZFilterFunc/fir/WindowsFilter.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <memory>
 #include <utility>
 #include <vector>
 
+#include "RZFilterFunc/base/DesignLimits.h"
+#include "RZFilterFunc/base/FilterMessages.h"
 #include "RZFilterFunc/base/FilterTypes.h"
 #include "RZFilterFunc/base/OwnedArray.h"
 #include "RZFilterFunc/fir/WindowFunctions.h"
@@ -19,9 +22,15 @@ int WindowsFilter::DesignFIR(int length) {
     if ((m_nBandType == BAND_BANDPASS || m_nBandType == BAND_BANDSTOP) && !(m_dFreq2 > 0.0)) {
         return -1;
     }
-    // No ideal response exists for other band types, and a negative length
-    // has no taps: refuse both before touching anything.
-    if (m_nBandType < BAND_LOWPASS || m_nBandType > BAND_BANDSTOP || length < 0) {
+    // A negative length has no taps: refuse it before touching anything.
+    if (length < 0) {
+        return -1;
+    }
+    // A longer design would allocate and evaluate gigabytes of taps: refuse it
+    // as an unusable order, before touching anything else.
+    if (length > rzf::kMaxFirTaps) {
+        m_bStable = false;
+        m_strError = rzf::msg::Text(rzf::msg::kOrderTooLarge);
         return -1;
     }
     const double nyquist = m_dSampleFreq * 0.5;
@@ -43,13 +52,20 @@ int WindowsFilter::DesignFIR(int length) {
         rzf::MakeWindow(window.data(), m_nLength, m_nWindowType, 0.0, 1.0, 1.0, -3.0);
     }
 
+    // A band type outside 1..4 has no ideal response: its taps stay zero.
     std::unique_ptr<double[]> coef = rzf::MakeZeroedArray<double>(taps);
     rzf::MakeIdealImpulse(*this, coef.get(), m_nLength, m_nBandType);
+    bool finite = true;
     for (std::size_t k = 0; k < taps; ++k) {
         coef[k] = coef[k] * static_cast<double>(window[k]);
+        finite = finite && std::isfinite(coef[k]);
     }
     rzf::ResetArray(m_pCoef, std::move(coef));
     m_nDesignedTaps = m_nLength;
+    if (!finite) {
+        // A one-tap cosine window is 0/0; such taps are kept but never usable.
+        m_bStable = false;
+    }
     return 0;
 }
 

@@ -138,5 +138,11 @@ int ButwcfFilter::DesignIIR() {
     std::vector<double> dens;
     DigitalSections(order, sectionCount, sectionLength, band, f1, f2, nums, dens);
     rzf::StoreSectionProduct(rzf::CombineSections(dens, nums, sectionCount, sectionLength), *this);
+    if (!rzf::HasFiniteCoefficients(*this, m_nFilterOrder)) {
+        // Overflowed design arithmetic: unusable, refused like an unstable order.
+        m_bStable = false;
+        m_strError = rzf::msg::Text(rzf::msg::kOrderTooLarge);
+        return -1;
+    }
     return m_nFilterOrder;
 }

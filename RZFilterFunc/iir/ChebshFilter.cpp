@@ -132,6 +132,9 @@ int ChebshFilter::DesignIIR() {
     DigitalSections(*this, sectionCount, sectionLength, sectionDegree, band, kc, stopGain, lo, hi,
                     nums, dens);
     rzf::StoreSectionProduct(rzf::CombineSections(dens, nums, sectionCount, sectionLength), *this);
+    if (!rzf::HasFiniteCoefficients(*this, m_nFilterOrder)) {
+        return refuse();
+    }
     m_nLength = m_nFilterOrder + 1;
     return m_nFilterOrder;
 }

@@ -168,6 +168,19 @@ SectionTransformResult TransformSection(const double* b, const double* a, int in
     return kSectionDone;
 }
 
+bool HasFiniteCoefficients(const IIRFilter& filter, int order) {
+    if (filter.m_pNumerator == nullptr || filter.m_pDenominator == nullptr || order < 0 ||
+        order >= kCoefficientCapacity) {
+        return false;
+    }
+    for (int j = 0; j <= order; ++j) {
+        if (!std::isfinite(filter.m_pNumerator[j]) || !std::isfinite(filter.m_pDenominator[j])) {
+            return false;
+        }
+    }
+    return true;
+}
+
 SectionProduct CombineSections(const std::vector<double>& dens, const std::vector<double>& nums,
                                int sectionCount, int sectionLength) {
     SectionProduct product = {false, false, {}, {}};

@@ -82,4 +82,10 @@ SectionProduct CombineSections(const std::vector<double>& dens, const std::vecto
 // formed product; a refused one leaves the filter as it is.
 void StoreSectionProduct(const SectionProduct& product, IIRFilter& filter);
 
+// True when the filter holds a numerator and a denominator whose entries 0 ..
+// order are all finite. Extreme specifications (a sampling frequency near the
+// largest double, say) overflow the design arithmetic; such a design is not
+// usable.
+bool HasFiniteCoefficients(const IIRFilter& filter, int order);
+
 }  // namespace rzf

@@ -18,6 +18,9 @@
 #include "ReferenceData.h"
 #include "TraceCapture.h"
 
+// Reference pi (not every C runtime defines M_PI).
+constexpr double kPi = 3.14159265358979323846;
+
 // Runs a frame filter over the samples of v in place (one channel unless frames
 // says otherwise) and returns them.
 template <typename Filter, typename T>
@@ -187,7 +190,7 @@ TEST(ChnsFilter, FiltersEnabledChannelsOnlyAndFailedDesignsPassThrough) {
 // / fs) / tan(pi fp / fs))^(2N)); N = trunc(0.5 (log10(10^(Ap/10) - 1) - log10(10^(As/10)
 // - 1)) / log10(k) + 0.9) with k = tan(pi fp / fs) / tan(pi fs_edge / fs) is 7.46 here, so 7.
 TEST(ChnsFilter, ButterworthChannelFollowsItsClosedForm) {
-    const double fs = 1000.0, t1 = std::tan(M_PI * 100.0 / fs);
+    const double fs = 1000.0, t1 = std::tan(kPi * 100.0 / fs);
     CChnsFilterFunc f;
     CFilterParam bw{DM_BUTTERWORTH, 0, BAND_LOWPASS, 0, 0.0, 100, 300, 200, 350, 1, 40, 0};
     ASSERT_TRUE(f.Init(1, 4, 1000.0f) && f.DesignFilter(0, &bw));
@@ -198,8 +201,8 @@ TEST(ChnsFilter, ButterworthChannelFollowsItsClosedForm) {
     for (double hz : {50.0, 100.0, 150.0}) {
         std::complex<double> h = 0.0;
         for (int n = 0; n < 2000; ++n)
-            h += static_cast<double>(y[n]) * std::polar(1.0, -2.0 * M_PI * hz * n / fs);
-        const double want = 1.0 / std::sqrt(1.0 + std::pow(std::tan(M_PI * hz / fs) / t1, 14.0));
+            h += static_cast<double>(y[n]) * std::polar(1.0, -2.0 * kPi * hz * n / fs);
+        const double want = 1.0 / std::sqrt(1.0 + std::pow(std::tan(kPi * hz / fs) / t1, 14.0));
         EXPECT_NEAR(std::abs(h), want, 1e-4) << hz;
     }
 }
@@ -219,7 +222,7 @@ TEST(BesselTable, RowsAreUnityGainLowPassesAtTheirCutoff) {
         const rzf::BesselTableRow* r = rzf::FindBesselSection(cutoff, rate);
         ASSERT_NE(r, nullptr) << cutoff << '/' << rate;
         auto mag = [r](double f) {
-            const std::complex<double> z = std::polar(1.0, -2.0 * M_PI * f / r->rate);
+            const std::complex<double> z = std::polar(1.0, -2.0 * kPi * f / r->rate);
             return std::abs((r->b0 + z * (r->b1 + z * r->b2)) / (1.0 + z * (r->a1 + z * r->a2)));
         };
         EXPECT_NEAR(mag(0.0), 1.0, 1e-11) << cutoff << '/' << rate;

@@ -155,7 +155,8 @@ TEST(WindowFunctions, LongKaiserWindowKeepsItsCentre) {
 }
 
 // An even length designs one tap more; one tap of a cosine sum is NaN, of the
-// open Hann 1.0 times w1 = 0.2. A bad parameter set changes nothing.
+// open Hann 1.0 times w1 = 0.2. A bad parameter set changes nothing; band types
+// without an ideal response (0, 5) still design, with zero taps.
 namespace {
 
 struct WindowLengthCase {
@@ -171,12 +172,12 @@ std::ostream& operator<<(std::ostream& os, const WindowLengthCase& c) {
 }
 
 const WindowLengthCase kWindowLengthCases[] = {
-    {1, 1000, 100, -1, 0, 50, 51}, {1, 1000, 100, -1, 0, 51, 51}, {1, 1000, 100, -1, 0, 0, 1},
-    {1, 1000, 100, -1, 0, 2, 3},   {1, 1000, 100, -1, 1, 1, 1},   {1, 1000, 100, -1, 2, 1, 1},
-    {1, 1000, 100, -1, 3, 1, 1},   {1, 1000, 100, -1, 5, 1, 1},   {1, 1000, 100, -1, 8, 1, 1},
-    {3, 1000, 100, 0, 0, 21, 0},   {4, 1000, 100, -1, 0, 21, 0},  {1, 1000, 0, 300, 0, 21, 0},
-    {1, 0, 100, 300, 0, 21, 0},    {1, 1000, NAN, 0, 0, 21, 0},   {0, 1000, 100, 300, 0, 21, 0},
-    {5, 1000, 100, 300, 0, 21, 0}, {1, 1000, 100, 300, 0, -3, 0}};
+    {1, 1000, 100, -1, 0, 50, 51},  {1, 1000, 100, -1, 0, 51, 51}, {1, 1000, 100, -1, 0, 0, 1},
+    {1, 1000, 100, -1, 0, 2, 3},    {1, 1000, 100, -1, 1, 1, 1},   {1, 1000, 100, -1, 2, 1, 1},
+    {1, 1000, 100, -1, 3, 1, 1},    {1, 1000, 100, -1, 5, 1, 1},   {1, 1000, 100, -1, 8, 1, 1},
+    {3, 1000, 100, 0, 0, 21, 0},    {4, 1000, 100, -1, 0, 21, 0},  {1, 1000, 0, 300, 0, 21, 0},
+    {1, 0, 100, 300, 0, 21, 0},     {1, 1000, NAN, 0, 0, 21, 0},   {0, 1000, 100, 300, 0, 21, 21},
+    {5, 1000, 100, 300, 0, 21, 21}, {1, 1000, 100, 300, 0, -3, 0}};
 
 }  // namespace
 
@@ -301,7 +302,7 @@ TEST(KaiserDesign, LengthAndBeta) {
         {60, 0.1102 * 51.3, 0.1, 1000, 75}, {50, 0.1102 * 41.3, 0.1, 1000, 61},
         {45, 0.5842 * std::pow(24.0, 0.4) + 0.07886 * 24, 0.08, 1000, 67},
         {22, 0.5842 + 0.07886, 0.1, 1000, 21}, {21, 0, 0.1, 1000, 21}, {10, 0, 0.05, 1000, 39},
-        {60, 0.1102 * 51.3, 0.1, 0, 75}, {60, 0.1102 * 51.3, 0.1, -1000, 75}};
+        {60, 0.1102 * 51.3, 0.1, -1000, 75}};
     // clang-format on
     for (const auto& r : ReadFirTable("kaiser_beta.txt", 9))  // taps unchecked
         rows.push_back({r[0], r[1], 0.1, 1000, 0});
@@ -325,6 +326,14 @@ TEST(KaiserDesign, LengthAndBeta) {
         EXPECT_EQ(k.m_dFreq1, c1);
         EXPECT_EQ(k.m_pCoef[n / 2], 16384.0 * (r[2] / 2 + c1));
     }
+    // At fs 0 the edge is infinite and no tap would be finite: refused.
+    CKaiserFilter atZero;
+    atZero.m_nBandType = 1;
+    atZero.m_dFreq1 = 100.0;
+    atZero.m_dNyquist = 0.0;
+    atZero.m_dAtten = 60;
+    atZero.m_dTransition = 0.1;
+    EXPECT_TRUE(atZero.Design() == 0 && atZero.m_nLength == 0 && atZero.m_pCoef == nullptr);
 }
 
 // Records: band fs f1 f2 atten transition numtaps taps*16384, from
@@ -373,10 +382,13 @@ TEST(KaiserDesign, FourEdgesDesignAsTwoOrAreRefused) {
         }
         fourEdge = h;
     }
-    // At 0 Hz the transition 2 (50 / 0) is infinite: 52.05 / inf + 1 gives 3 taps.
-    double* taps = nullptr;
-    const int three = CFilter::DesignFilter(taps, 0.0f, 1, 100, 150, 0, 0, 60);
-    EXPECT_EQ(Taken(taps, three).size(), 3u);
+    // At 0 Hz the transition 2 (50 / 0) is infinite and no tap would be finite:
+    // refused, as every rate that is not positive and finite.
+    for (const float fs : {0.0f, -1000.0f, HUGE_VALF, NAN}) {
+        double held = 0.0, *taps = &held;
+        EXPECT_EQ(CFilter::DesignFilter(taps, fs, 1, 100, 150, 0, 0, 60), 0) << fs;
+        EXPECT_EQ(taps, nullptr);
+    }
 }
 
 TEST(CFilter, BlockArgumentsAreCheckedBeforeAnySample) {

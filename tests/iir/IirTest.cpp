@@ -34,6 +34,49 @@ using Block = std::map<std::string, std::vector<V>>;
 
 const std::string kOrderMessage = rzf::msg::Text(rzf::msg::kOrderTooLarge);
 
+// The replay calls the same C library functions (tan, cos, log10, atan ...) as
+// the designs. On glibc, where it was generated, everything agrees bit for
+// bit. Other C runtimes (the Windows ones) round some of these functions
+// differently in the last place: on these designs, measured under Wine, the
+// coefficients of the high-pass designs moved by up to 8.8e-16 relative, the
+// dB values by up to 1.3e-10 dB above -120 dB and the phases by up to 4.3e-12
+// rad. There the tolerances are a few times those figures; the frequency axis
+// stays exact, and the phase is compared modulo pi (the one-argument
+// arctangent may land on the other side of a jump).
+#if defined(__GLIBC__)
+constexpr bool kReplayMathLibrary = true;
+#else
+constexpr bool kReplayMathLibrary = false;
+#endif
+constexpr double kOtherLibraryCoef = 4e-15, kOtherLibraryDb = 1e-8, kOtherLibraryPhase = 1e-10;
+
+// row: index, numerator and denominator coefficient of the replay.
+void ExpectReplayedCoefficients(double num, double den, const V& row) {
+    if (kReplayMathLibrary) {
+        EXPECT_EQ(V({num, den}), V(row.begin() + 1, row.end()));
+        return;
+    }
+    EXPECT_LE(std::fabs(num - row[1]), kOtherLibraryCoef * std::fabs(row[1]));
+    EXPECT_LE(std::fabs(den - row[2]), kOtherLibraryCoef * std::fabs(row[2]));
+}
+
+// p: index, frequency, dB, phase of one replayed response point.
+void ExpectReplayedResponse(double freq, double db, double phase, const V& p) {
+    if (kReplayMathLibrary) {
+        EXPECT_EQ(V({freq, db, phase}), V(p.begin() + 1, p.end()));
+        return;
+    }
+    EXPECT_EQ(freq, p[1]);
+    if (p[2] > -120.0) {
+        EXPECT_NEAR(db, p[2], kOtherLibraryDb);
+    }
+    const double d = phase - p[3];
+    if (p[2] > -60.0) {
+        EXPECT_NEAR(d, rzf::kPi * std::round(d / rzf::kPi), kOtherLibraryPhase)
+            << phase << " vs " << p[3];
+    }
+}
+
 // The blocks of a reference file: each opens with a "case" or "poly" line and
 // holds the numeric fields (decimal, hexadecimal or -inf) of its tagged lines
 // ("end" lines add an empty row).
@@ -642,14 +685,14 @@ TEST(IirReference, DesignsMatchTheExactReplayAndScipy) {
             EXPECT_EQ(u->GetPhaseResponse(&count), u->m_pPhase);  // stored, not recomputed
             ASSERT_EQ(exact ? c.at("coef").size() : 0u, exact ? order + 3u : 0u);
             for (const auto& row : exact ? c.at("coef") : std::vector<V>()) {
-                EXPECT_EQ(V({num[int(row[0])], den[int(row[0])]}), V(row.begin() + 1, row.end()));
+                ExpectReplayedCoefficients(num[int(row[0])], den[int(row[0])], row);
             }
             for (const auto& p : c.at("resp")) {
                 const int i = int(p[0]);
-                const double w = M_PI * i / 2048.0, d = u->m_pPhase[i] - p[3];
+                const double w = rzf::kPi * i / 2048.0, d = u->m_pPhase[i] - p[3];
                 if (exact) {
-                    EXPECT_EQ(V({u->m_pFreqAxis[i], u->m_pAmplitude[i], u->m_pPhase[i]}),
-                              V(p.begin() + 1, p.end()));
+                    ExpectReplayedResponse(u->m_pFreqAxis[i], u->m_pAmplitude[i], u->m_pPhase[i],
+                                           p);
                     continue;
                 }
                 std::complex<double> b = 0.0, a = 0.0;
@@ -662,7 +705,7 @@ TEST(IirReference, DesignsMatchTheExactReplayAndScipy) {
                     EXPECT_NEAR(u->m_pAmplitude[i], p[2], 1e-6) << i;
                 }
                 if (p[2] > -60.0) {
-                    EXPECT_NEAR(d, M_PI * std::round(d / M_PI), 1e-7) << i;
+                    EXPECT_NEAR(d, rzf::kPi * std::round(d / rzf::kPi), 1e-7) << i;
                 }
                 if (i % 256 == 16) {
                     std::vector<float> in(8192), out(8192);
@@ -691,7 +734,7 @@ TEST(IirReference, DesignsMatchTheExactReplayAndScipy) {
             EXPECT_EQ(*std::max_element(u->m_pAmplitude, u->m_pAmplitude + 2048), 0.0);
             user.getUnwrapedPhase();
             for (int i = 0; i + 1 < 2048; ++i) {
-                ASSERT_LE(std::fabs(u->m_pPhase[i + 1] - u->m_pPhase[i]), M_PI / 2) << i;
+                ASSERT_LE(std::fabs(u->m_pPhase[i + 1] - u->m_pPhase[i]), rzf::kPi / 2) << i;
             }
             user.GetMaxMin();
             EXPECT_EQ(user.m_dMaxValue, 50.0 * std::ceil((h[2] / 2 - h[2] / 4096) / 50));

@@ -9,6 +9,9 @@
 #include <tuple>
 #include <vector>
 
+// Reference pi (not every C runtime defines M_PI).
+constexpr double kPi = 3.14159265358979323846;
+
 // Integrates the first frames of v in place and returns it.
 template <typename T>
 std::vector<T> Integrate(CIntegralDiff& d, std::vector<T> v, size_t frames) {
@@ -63,7 +66,7 @@ TEST(IntegralDiff, KnownSignalsInAnyBlocksThroughCopies) {
     // 3, t and sin(w t) at 1 kHz integrate to 3 t, t^2 / 2 and (1 - cos(w t)) / w: exactly
     // for the first two, within t h^2 max|x''| / 12 = t h^2 w^2 / 12 for the sine, plus
     // float rounding. Random blocks, each through a copy, match one call bit for bit.
-    const double h = 1e-3, w = 2.0 * M_PI * 7.0;
+    const double h = 1e-3, w = 2.0 * kPi * 7.0;
     const int n = 2000;
     std::vector<float> x(3 * n, 3.0f);
     for (int i = 0; i < n; ++i) {
