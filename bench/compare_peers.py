@@ -174,8 +174,8 @@ WORKLOADS = [
              "lfilter per block, zi, int16",
              lambda: peer_lfilter_block(*iir_order8(), np.int16)),
     # Section mode of FilterUser: order 8 as four second-order sections.
-    Workload("FilterUser sections, order 8", "rzf_filteruser_bench",
-             "BM_FilterUserSectionsOrder8", "sosfilt per block, zi",
+    Workload("FilterUser sections, order 8", "rzf_section_bench",
+             "BM_IirFilterData/0/1", "sosfilt per block, zi",
              lambda: peer_sosfilt_block(signal.butter(8, 0.2, output="sos"))),
     Workload("CChnsFilterFunc 16 ch int16, IIR order 8", "rzf_frame_filter_bench",
              "BM_ChnsFilter/design:0/type:0/channels:16",

@@ -30,6 +30,13 @@ private:
 
 }  // namespace rzf::test
 
+#if defined(__GNUC__) && !defined(__clang__)
+// The replaced operator delete releases with free what the replaced operator
+// new took with malloc; once both are inlined (MinGW builds) GCC no longer sees
+// that pairing and reports a mismatch.
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
+#endif
+
 // The standard library's array and sized forms forward to these. Sanitizer
 // builds supply their own array forms (not counted there), so the sized release
 // is replaced as well to pair with this allocation.

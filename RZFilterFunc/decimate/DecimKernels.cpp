@@ -1,4 +1,7 @@
 #include "RZFilterFunc/decimate/DecimKernels.h"
+
+#include <cstddef>
+
 #include "RZFilterFunc/platform/UnrollHint.h"
 
 #include "RZFilterFunc/platform/CpuFeatures.h"
@@ -19,18 +22,18 @@ void GroupOutputs(const float* coef, int taps, int rowStep, const float* in, flo
     float s[J][kLaneGroup] = {};
     for (int i = 0; i < taps; ++i) {
         const float c = coef[i];
-        const float* x = in + static_cast<long>(i) * lanes;
+        const float* x = in + static_cast<std::ptrdiff_t>(i) * lanes;
         RZF_UNROLL
         for (int q = 0; q < J; ++q) {
             for (int l = 0; l < kLaneGroup; ++l) {
-                s[q][l] += x[static_cast<long>(q) * rowStep + l] * c;
+                s[q][l] += x[static_cast<std::ptrdiff_t>(q) * rowStep + l] * c;
             }
         }
     }
     RZF_UNROLL
     for (int q = 0; q < J; ++q) {
         for (int l = 0; l < kLaneGroup; ++l) {
-            out[static_cast<long>(q) * lanes + l] = s[q][l];
+            out[static_cast<std::ptrdiff_t>(q) * lanes + l] = s[q][l];
         }
     }
 }
@@ -44,12 +47,12 @@ void DecimateRows(const float* coef, int taps, int factor, const float* in, floa
         int j = 0;
         for (; j + kOutputsPerStep <= nOut; j += kOutputsPerStep) {
             GroupOutputs<kOutputsPerStep>(coef, taps, rowStep,
-                                          in + static_cast<long>(j) * rowStep + g,
-                                          out + static_cast<long>(j) * lanes + g, lanes);
+                                          in + static_cast<std::ptrdiff_t>(j) * rowStep + g,
+                                          out + static_cast<std::ptrdiff_t>(j) * lanes + g, lanes);
         }
         for (; j < nOut; ++j) {
-            GroupOutputs<1>(coef, taps, rowStep, in + static_cast<long>(j) * rowStep + g,
-                            out + static_cast<long>(j) * lanes + g, lanes);
+            GroupOutputs<1>(coef, taps, rowStep, in + static_cast<std::ptrdiff_t>(j) * rowStep + g,
+                            out + static_cast<std::ptrdiff_t>(j) * lanes + g, lanes);
         }
     }
 }

@@ -1,6 +1,7 @@
 // Built with AVX2 (no FMA); everything here stays in this file's namespaces so
 // no out-of-line copy can be shared with the baseline build.
 #include <immintrin.h>
+#include <cstddef>
 
 #include "RZFilterFunc/decimate/DecimKernels.h"
 #include "RZFilterFunc/platform/UnrollHint.h"
@@ -34,8 +35,8 @@ struct Lanes4 {
 // J outputs of one lane group; each sum is rounded after every product and
 // every addition, in tap order.
 template <class L, int J>
-inline void GroupOutputs(const float* coef, int taps, long rowStep, const float* in, float* out,
-                         long lanes) {
+inline void GroupOutputs(const float* coef, int taps, std::ptrdiff_t rowStep, const float* in,
+                         float* out, std::ptrdiff_t lanes) {
     typename L::V s[J];
     RZF_UNROLL
     for (int q = 0; q < J; ++q) {
@@ -56,8 +57,8 @@ inline void GroupOutputs(const float* coef, int taps, long rowStep, const float*
 }
 
 template <class L>
-inline void Group(const float* coef, int taps, long rowStep, const float* in, float* out, int nOut,
-                  long lanes) {
+inline void Group(const float* coef, int taps, std::ptrdiff_t rowStep, const float* in, float* out,
+                  int nOut, std::ptrdiff_t lanes) {
     int j = 0;
     for (; j + kOutputsPerStep <= nOut; j += kOutputsPerStep) {
         GroupOutputs<L, kOutputsPerStep>(coef, taps, rowStep, in + j * rowStep, out + j * lanes,
@@ -72,8 +73,8 @@ inline void Group(const float* coef, int taps, long rowStep, const float* in, fl
 
 void DecimateRows(const float* coef, int taps, int factor, const float* in, float* out, int nOut,
                   int lanes) {
-    const long stride = lanes;
-    const long rowStep = static_cast<long>(factor) * lanes;
+    const std::ptrdiff_t stride = lanes;
+    const std::ptrdiff_t rowStep = static_cast<std::ptrdiff_t>(factor) * lanes;
     int g = 0;
     for (; g + Lanes8::kWidth <= lanes; g += Lanes8::kWidth) {
         Group<Lanes8>(coef, taps, rowStep, in + g, out + g, nOut, stride);

@@ -1,5 +1,6 @@
 #include "RZFilterFunc/decimate/DecimRows.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -22,14 +23,14 @@ void ReadTypedRows(const char* src, int chn, int nRows, float* rows, int lanes) 
     if (chn == 1) {  // one sample per row: no per-row loop set-up
         for (int r = 0; r < nRows; ++r) {
             T v;
-            std::memcpy(&v, src + static_cast<long>(r) * sizeof(T), sizeof v);
-            rows[static_cast<long>(r) * lanes] = static_cast<float>(v);
+            std::memcpy(&v, src + static_cast<std::ptrdiff_t>(r) * sizeof(T), sizeof v);
+            rows[static_cast<std::ptrdiff_t>(r) * lanes] = static_cast<float>(v);
         }
         return;
     }
     for (int r = 0; r < nRows; ++r) {
-        const char* p = src + static_cast<long>(r) * chn * sizeof(T);
-        float* row = rows + static_cast<long>(r) * lanes;
+        const char* p = src + static_cast<std::ptrdiff_t>(r) * chn * sizeof(T);
+        float* row = rows + static_cast<std::ptrdiff_t>(r) * lanes;
         int ch = 0;
         for (; ch + kConvertStep <= chn; ch += kConvertStep) {
             T v[kConvertStep];
@@ -50,16 +51,16 @@ void ReadTypedRows(const char* src, int chn, int nRows, float* rows, int lanes) 
 void ReadInt24Rows(const char* src, int chn, int nRows, float* rows, int lanes) {
     constexpr int kWidth = 3;
     for (int r = 0; r < nRows; ++r) {
-        const char* p = src + static_cast<long>(r) * chn * kWidth;
-        float* row = rows + static_cast<long>(r) * lanes;
+        const char* p = src + static_cast<std::ptrdiff_t>(r) * chn * kWidth;
+        float* row = rows + static_cast<std::ptrdiff_t>(r) * lanes;
         for (int ch = 0; ch < chn; ++ch) {
             row[ch] = ReadInt24Sample(p + ch * kWidth);
         }
     }
 }
 
-void WriteInt16(const float* src, long n, char* dst) {
-    long i = 0;
+void WriteInt16(const float* src, std::ptrdiff_t n, char* dst) {
+    std::ptrdiff_t i = 0;
     for (; i + kConvertStep <= n; i += kConvertStep) {
         std::int16_t v[kConvertStep];
         RZF_UNROLL
@@ -74,8 +75,8 @@ void WriteInt16(const float* src, long n, char* dst) {
     }
 }
 
-void WriteInt32(const float* src, long n, char* dst) {
-    long i = 0;
+void WriteInt32(const float* src, std::ptrdiff_t n, char* dst) {
+    std::ptrdiff_t i = 0;
     for (; i + kConvertStep <= n; i += kConvertStep) {
         std::int32_t v[kConvertStep];
         RZF_UNROLL
@@ -90,9 +91,9 @@ void WriteInt32(const float* src, long n, char* dst) {
     }
 }
 
-void WriteInt24(const float* src, long n, char* dst) {
+void WriteInt24(const float* src, std::ptrdiff_t n, char* dst) {
     constexpr int kWidth = 3;
-    for (long i = 0; i < n; ++i) {
+    for (std::ptrdiff_t i = 0; i < n; ++i) {
         WriteInt24Sample(src[i], dst + i * kWidth);
     }
 }
@@ -118,7 +119,7 @@ void ReadRawRows(const char* src, int type, int chn, int nRows, float* rows, int
     }
 }
 
-void WriteRawSamples(const float* src, long n, int type, char* dst) {
+void WriteRawSamples(const float* src, std::ptrdiff_t n, int type, char* dst) {
     switch (type) {
         case kRawInt16:
             WriteInt16(src, n, dst);
@@ -149,7 +150,7 @@ void ReadRawRows(const char* src, int type, int chn, int nRows, float* rows, int
     baseline::ReadRawRows(src, type, chn, nRows, rows, lanes);
 }
 
-void WriteRawSamples(const float* src, long n, int type, char* dst) {
+void WriteRawSamples(const float* src, std::ptrdiff_t n, int type, char* dst) {
 #if defined(RZF_ISA_DISPATCH)
     if (platform::ActiveIsa() != platform::IsaLevel::Baseline) {
         avx2::WriteRawSamples(src, n, type, dst);

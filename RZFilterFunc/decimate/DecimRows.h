@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+
 namespace rzf::decim {
 
 // Converts nRows frames of chn raw samples of a decimator sample type (0
@@ -10,11 +12,11 @@ void ReadRawRows(const char* src, int type, int chn, int nRows, float* rows, int
 // Writes n floats as raw samples of the type, truncating toward zero (int16
 // wraps, int32 out of range gives its most negative value, int24 clamps to
 // +-8388607).
-void WriteRawSamples(const float* src, long n, int type, char* dst);
+void WriteRawSamples(const float* src, std::ptrdiff_t n, int type, char* dst);
 
 namespace baseline {
 void ReadRawRows(const char* src, int type, int chn, int nRows, float* rows, int lanes);
-void WriteRawSamples(const float* src, long n, int type, char* dst);
+void WriteRawSamples(const float* src, std::ptrdiff_t n, int type, char* dst);
 }  // namespace baseline
 
 #if defined(RZF_ISA_DISPATCH)
@@ -22,7 +24,7 @@ void WriteRawSamples(const float* src, long n, int type, char* dst);
 // vectors next to the filtering).
 namespace avx2 {
 void ReadRawRows(const char* src, int type, int chn, int nRows, float* rows, int lanes);
-void WriteRawSamples(const float* src, long n, int type, char* dst);
+void WriteRawSamples(const float* src, std::ptrdiff_t n, int type, char* dst);
 }  // namespace avx2
 #endif
 

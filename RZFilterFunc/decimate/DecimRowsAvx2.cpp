@@ -1,6 +1,7 @@
 // Built with AVX2 (no FMA); everything here stays in this file's namespaces so
 // no out-of-line copy can be shared with the baseline build.
 #include <immintrin.h>
+#include <cstddef>
 
 #include <cstdint>
 #include <cstring>
@@ -49,13 +50,14 @@ template <typename T>
 void ReadRows(const char* src, int chn, int nRows, float* rows, int lanes) {
     if (chn == 1) {  // one sample per row: no per-row loop set-up
         for (int r = 0; r < nRows; ++r) {
-            rows[static_cast<long>(r) * lanes] = ReadOne<T>(src + static_cast<long>(r) * sizeof(T));
+            rows[static_cast<std::ptrdiff_t>(r) * lanes] =
+                ReadOne<T>(src + static_cast<std::ptrdiff_t>(r) * sizeof(T));
         }
         return;
     }
     for (int r = 0; r < nRows; ++r) {
-        const char* p = src + static_cast<long>(r) * chn * sizeof(T);
-        float* row = rows + static_cast<long>(r) * lanes;
+        const char* p = src + static_cast<std::ptrdiff_t>(r) * chn * sizeof(T);
+        float* row = rows + static_cast<std::ptrdiff_t>(r) * lanes;
         int ch = 0;
         for (; ch + kStep <= chn; ch += kStep) {
             _mm256_storeu_ps(row + ch, Read8<T>(p + ch * sizeof(T)));
@@ -68,13 +70,14 @@ void ReadRows(const char* src, int chn, int nRows, float* rows, int lanes) {
 
 void ReadFloatRows(const char* src, int chn, int nRows, float* rows, int lanes) {
     for (int r = 0; r < nRows; ++r) {
-        std::memcpy(rows + static_cast<long>(r) * lanes, src + static_cast<long>(r) * chn * 4,
+        std::memcpy(rows + static_cast<std::ptrdiff_t>(r) * lanes,
+                    src + static_cast<std::ptrdiff_t>(r) * chn * 4,
                     static_cast<std::size_t>(chn) * sizeof(float));
     }
 }
 
-void WriteInt32(const float* src, long n, char* dst) {
-    long i = 0;
+void WriteInt32(const float* src, std::ptrdiff_t n, char* dst) {
+    std::ptrdiff_t i = 0;
     for (; i + kStep <= n; i += kStep) {
         const __m256i v = _mm256_cvttps_epi32(_mm256_loadu_ps(src + i));
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + i * 4), v);
@@ -86,10 +89,10 @@ void WriteInt32(const float* src, long n, char* dst) {
 }
 
 // Low 16 bits of each truncated value (wrap-around, no saturation).
-void WriteInt16(const float* src, long n, char* dst) {
+void WriteInt16(const float* src, std::ptrdiff_t n, char* dst) {
     const __m128i lowHalves =
         _mm_setr_epi8(0, 1, 4, 5, 8, 9, 12, 13, -1, -1, -1, -1, -1, -1, -1, -1);
-    long i = 0;
+    std::ptrdiff_t i = 0;
     for (; i + kStep <= n; i += kStep) {
         const __m256i v = _mm256_cvttps_epi32(_mm256_loadu_ps(src + i));
         const __m128i lo = _mm_shuffle_epi8(_mm256_castsi256_si128(v), lowHalves);
@@ -122,7 +125,7 @@ void ReadRawRows(const char* src, int type, int chn, int nRows, float* rows, int
     }
 }
 
-void WriteRawSamples(const float* src, long n, int type, char* dst) {
+void WriteRawSamples(const float* src, std::ptrdiff_t n, int type, char* dst) {
     switch (type) {
         case kInt16Code:
             WriteInt16(src, n, dst);
