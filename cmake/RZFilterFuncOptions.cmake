@@ -57,6 +57,11 @@ if(MSVC)
 else()
   set(RZF_ISA_FLAGS_avx2 -mavx2 -mno-fma)
   set(RZF_ISA_FLAGS_avx512 -mavx512f -mavx512dq -mavx512bw -mavx512vl -mno-fma)
+  if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    # Clang counts FMA as part of AVX-512F, so -mno-fma would switch AVX-512
+    # off; -ffp-contract=off still keeps every product out of a fused sum.
+    set(RZF_ISA_FLAGS_avx512 -mavx512f -mavx512dq -mavx512bw -mavx512vl)
+  endif()
   if(MINGW)
     # The Windows x64 ABI only keeps the stack 16-byte aligned; wide spills
     # must not assume more.
