@@ -8,9 +8,9 @@
 
 #include "RZFilterFunc/base/FilterTypes.h"
 #include "RZFilterFunc/filter/DesignFactory.h"
+#include "RZFilterFunc/filter/DesignRequestCheck.h"
 #include "RZFilterFunc/filter/RecordSmoother.h"
 #include "RZFilterFunc/filter/ResponseDisplay.h"
-#include "RZFilterFunc/filter/SpecValidation.h"
 #include "RZFilterFunc/fir/FirBlockFilter.h"
 #include "RZFilterFunc/fir/FirKernels.h"
 #include "RZFilterFunc/iir/IIRFilter.h"
@@ -158,10 +158,11 @@ bool FilterUser::JudgeIsValidData() {
     if (m_pFilter == nullptr) {
         return false;
     }
-    const rzf::SpecValues spec = {m_nDesignMethod, m_nBandType,   m_dSampleFreq,
-                                  m_dFreq1,        m_dFreq2,      m_dFreq3,
-                                  m_dFreq4,        m_dPassRipple, m_dStopAtten};
-    const rzf::SpecVerdict verdict = rzf::CheckSpec(spec, HardWareConfig::g_bIs7306K_FirFunc);
+    const rzf::DesignRequest request = {m_nDesignMethod, m_nBandType,   m_dSampleFreq,
+                                        m_dFreq1,        m_dFreq2,      m_dFreq3,
+                                        m_dFreq4,        m_dPassRipple, m_dStopAtten};
+    const rzf::RequestVerdict verdict =
+        rzf::CheckDesignRequest(request, HardWareConfig::g_bIs7306K_FirFunc);
     if (!verdict.valid) {
         m_pFilter->m_bStable = false;
         m_pFilter->m_strError = std::string(verdict.message);

@@ -4,7 +4,7 @@ list(APPEND RZF_SOURCES
   RZFilterFunc/filter/FilterUser.cpp
   RZFilterFunc/filter/RecordSmoother.cpp
   RZFilterFunc/filter/ResponseDisplay.cpp
-  RZFilterFunc/filter/SpecValidation.cpp)
+  RZFilterFunc/filter/DesignRequestCheck.cpp)
 list(APPEND RZF_PUBLIC_HEADERS
   RZFilterFunc/filter/AverageFilter.h
   RZFilterFunc/filter/FilterUser.h)

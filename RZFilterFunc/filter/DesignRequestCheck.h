@@ -2,12 +2,12 @@
 
 #include <string_view>
 
-// The checks a filter specification passes before it is designed. Internal to
+// The checks a filter request passes before it is designed. Internal to
 // the library.
 namespace rzf {
 
 // The values the checks read, as FilterUser holds them.
-struct SpecValues {
+struct DesignRequest {
     int designMethod;  // DESIGN_METHOD code
     int bandType;      // BAND_* code
     double sampleFreq;
@@ -21,7 +21,7 @@ struct SpecValues {
 
 // Outcome of the checks: valid, or the refusal message (GBK bytes) of the first
 // check that failed.
-struct SpecVerdict {
+struct RequestVerdict {
     bool valid;
     std::string_view message;
 };
@@ -29,6 +29,6 @@ struct SpecVerdict {
 // Runs the checks in their fixed order; the first failure decides the message.
 // halfFsLimit selects the fs/2 frequency limit of the alternative hardware
 // instead of fs/2.56 (the moving average keeps fs/2.56 either way).
-SpecVerdict CheckSpec(const SpecValues& spec, bool halfFsLimit);
+RequestVerdict CheckDesignRequest(const DesignRequest& request, bool halfFsLimit);
 
 }  // namespace rzf

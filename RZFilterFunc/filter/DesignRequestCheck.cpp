@@ -1,4 +1,4 @@
-#include "RZFilterFunc/filter/SpecValidation.h"
+#include "RZFilterFunc/filter/DesignRequestCheck.h"
 
 #include <cstddef>
 
@@ -55,10 +55,10 @@ constexpr BandEdgeRules kIirEdgeRules[] = {
 // The window design's two cut-offs of a band filter are f1 and f2.
 constexpr EdgePair kWindowBandCutoffs = {kF1, kF2, Message(msg::kPassUpperAboveLower)};
 
-constexpr SpecVerdict kValid = {true, std::string_view()};
+constexpr RequestVerdict kValid = {true, std::string_view()};
 
-constexpr SpecVerdict Refuse(std::string_view message) {
-    return SpecVerdict{false, message};
+constexpr RequestVerdict Refuse(std::string_view message) {
+    return RequestVerdict{false, message};
 }
 
 bool IsBandFilter(int bandType) {
@@ -98,20 +98,21 @@ EdgeRank HighestUsedEdge(bool iir, int bandType) {
     return IsBandFilter(bandType) ? kF2 : kF1;
 }
 
-SpecVerdict CheckMovingAverage(const SpecValues& spec) {
-    if (!(spec.sampleFreq > 0.0) || !(spec.freq1 > 0.0)) {
+RequestVerdict CheckMovingAverage(const DesignRequest& request) {
+    if (!(request.sampleFreq > 0.0) || !(request.freq1 > 0.0)) {
         return Refuse(Message(msg::kMustBePositive));
     }
     // The moving average keeps the conservative limit whatever the hardware.
-    if (spec.freq1 > DesignFrequencyLimit(spec.sampleFreq)) {
+    if (request.freq1 > DesignFrequencyLimit(request.sampleFreq)) {
         return Refuse(Message(msg::kFreqAboveFs256));
     }
     return kValid;
 }
 
-bool AllPositive(const SpecValues& spec) {
-    const double values[] = {spec.sampleFreq, spec.freq1,      spec.freq2,    spec.freq3,
-                             spec.freq4,      spec.passRipple, spec.stopAtten};
+bool AllPositive(const DesignRequest& request) {
+    const double values[] = {request.sampleFreq, request.freq1, request.freq2,
+                             request.freq3,      request.freq4, request.passRipple,
+                             request.stopAtten};
     for (const double v : values) {
         if (!(v > 0.0)) {
             return false;
@@ -122,34 +123,34 @@ bool AllPositive(const SpecValues& spec) {
 
 }  // namespace
 
-SpecVerdict CheckSpec(const SpecValues& spec, bool halfFsLimit) {
-    if (spec.designMethod == DM_AVERAGE) {
-        return CheckMovingAverage(spec);
+RequestVerdict CheckDesignRequest(const DesignRequest& request, bool halfFsLimit) {
+    if (request.designMethod == DM_AVERAGE) {
+        return CheckMovingAverage(request);
     }
-    const bool iir = IsIirMethod(spec.designMethod);
-    if (iir && (spec.stopAtten < kMinStopAtten || spec.stopAtten > kMaxStopAtten)) {
+    const bool iir = IsIirMethod(request.designMethod);
+    if (iir && (request.stopAtten < kMinStopAtten || request.stopAtten > kMaxStopAtten)) {
         return Refuse(Message(msg::kAttenRange));
     }
-    if (!AllPositive(spec)) {
+    if (!AllPositive(request)) {
         return Refuse(Message(msg::kMustBePositive));
     }
 
-    const EdgeSet edges = {spec.freq1, spec.freq2, spec.freq3, spec.freq4};
-    if (iir || spec.designMethod == DM_RESERVED) {
-        if (const EdgePair* failed = FirstIirOrderFailure(spec.bandType, edges)) {
+    const EdgeSet edges = {request.freq1, request.freq2, request.freq3, request.freq4};
+    if (iir || request.designMethod == DM_RESERVED) {
+        if (const EdgePair* failed = FirstIirOrderFailure(request.bandType, edges)) {
             return Refuse(failed->message);
         }
     }
-    if (!iir && IsBandFilter(spec.bandType) && OutOfOrder(edges, kWindowBandCutoffs)) {
+    if (!iir && IsBandFilter(request.bandType) && OutOfOrder(edges, kWindowBandCutoffs)) {
         return Refuse(kWindowBandCutoffs.message);
     }
 
-    const double highest = edges[HighestUsedEdge(iir, spec.bandType)];
+    const double highest = edges[HighestUsedEdge(iir, request.bandType)];
     if (halfFsLimit) {
-        if (highest > spec.sampleFreq * 0.5) {
+        if (highest > request.sampleFreq * 0.5) {
             return Refuse(Message(msg::kFreqAboveFs20));
         }
-    } else if (highest > DesignFrequencyLimit(spec.sampleFreq)) {
+    } else if (highest > DesignFrequencyLimit(request.sampleFreq)) {
         return Refuse(Message(msg::kFreqAboveFs256));
     }
     return kValid;
