@@ -2,29 +2,16 @@
 // has grown to the largest call, streaming allocates nothing.
 #include <gtest/gtest.h>
 
+#include "AllocationCounter.h"
+
 #include <cstdlib>
 #include <new>
 #include <vector>
 
 #include <RZFilterFunc/decimate/CFirFunc.h>
 
-static long g_allocations = 0;
-
-// The standard library's array and sized forms forward to these. Sanitizer
-// builds supply their own array forms (not counted there), so the sized release
-// is replaced as well to pair with this allocation.
-void* operator new(std::size_t size) {
-    ++g_allocations;
-    if (void* p = std::malloc(size == 0 ? 1 : size))
-        return p;
-    throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept {
-    std::free(p);
-}
-void operator delete(void* p, std::size_t) noexcept {
-    std::free(p);
-}
+// The replaced allocation functions live in the shared counter.
+static long& g_allocations = rzf::test::g_allocations.count;
 
 TEST(CFirFuncSteadyState, NoAllocationOnceTheOutputBufferFits) {
     std::vector<char> buf(4 * 3 * 4000, 0);

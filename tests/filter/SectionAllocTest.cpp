@@ -2,6 +2,8 @@
 // started, streaming allocates nothing, through FilterUser or CChnsFilterFunc.
 #include <gtest/gtest.h>
 
+#include "AllocationCounter.h"
+
 #include <RZFilterFunc/channels/CChnsFilterFunc.h>
 #include <RZFilterFunc/filter/FilterUser.h>
 
@@ -9,23 +11,8 @@
 #include <new>
 #include <vector>
 
-static long g_allocations = 0;
-
-// The standard library's array and sized forms forward to these. Sanitizer
-// builds supply their own array forms (not counted there), so the sized release
-// is replaced as well to pair with this allocation.
-void* operator new(std::size_t size) {
-    ++g_allocations;
-    if (void* p = std::malloc(size == 0 ? 1 : size))
-        return p;
-    throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept {
-    std::free(p);
-}
-void operator delete(void* p, std::size_t) noexcept {
-    std::free(p);
-}
+// The replaced allocation functions live in the shared counter.
+static long& g_allocations = rzf::test::g_allocations.count;
 
 TEST(SectionModeSteadyState, NoAllocationPerCall) {
     std::vector<float> x(5000, 0.25f), y(5000);

@@ -2,6 +2,8 @@
 // any length allocate nothing.
 #include <gtest/gtest.h>
 
+#include "AllocationCounter.h"
+
 #include <RZFilterFunc/integrate/CIntegralDiff.h>
 
 #include <cstdlib>
@@ -9,23 +11,8 @@
 #include <numeric>
 #include <vector>
 
-static long g_allocations = 0;
-
-// The standard library's array and sized forms forward to these. Sanitizer
-// builds supply their own array forms (not counted there), so the sized release
-// is replaced as well to pair with this allocation.
-void* operator new(std::size_t size) {
-    ++g_allocations;
-    if (void* p = std::malloc(size == 0 ? 1 : size))
-        return p;
-    throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept {
-    std::free(p);
-}
-void operator delete(void* p, std::size_t) noexcept {
-    std::free(p);
-}
+// The replaced allocation functions live in the shared counter.
+static long& g_allocations = rzf::test::g_allocations.count;
 
 TEST(IntegralDiffSteadyState, NoAllocationPerCall) {
     std::vector<char> buf(4 * 67 * 5000, 0);
