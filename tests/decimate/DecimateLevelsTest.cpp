@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "DecimateTestSupport.h"
-#include "IsaLevelScope.h"
+#include "IsaLevels.h"
 
 using namespace decimtest;
 using rzf::platform::IsaLevel;
@@ -220,8 +220,8 @@ TEST(DecimateLevels, EveryLevelMatchesThePlainCascadeBitForBit) {
             const std::vector<char> raw = RandomRaw(type, frames * chn + flush, rng);
             const int blockSamples = chn * ratio * (1 + caseIndex % 7);
             std::vector<char> first;
-            for (IsaLevel level : isatest::AvailableIsaLevels()) {
-                isatest::IsaLevelScope scope(level);
+            for (IsaLevel level : rzf::test::AvailableIsaLevels()) {
+                rzf::test::ScopedIsaLevel scope(level);
                 CFirFunc fir;
                 ASSERT_TRUE(fir.Init(chn, ratio, blockSamples, flags.get(), type, delStart));
                 const std::vector<char> got = FeedRaw(fir, raw, type, cuts, flush);

@@ -4,7 +4,7 @@
 #include <tuple>
 #include <vector>
 
-#include "IsaLevelScope.h"
+#include "IsaLevels.h"
 #include "RZFilterFunc/decimate/DecimKernels.h"
 #include "RZFilterFunc/decimate/DecimationTables.h"
 
@@ -75,8 +75,8 @@ TEST(DecimStage, TapOrderSinglePrecisionSumsAtEveryLevel) {
     constexpr int kLanes = 8;
     const float taps[3] = {1.0f, 10.0f, 100.0f};
     const float ones[3] = {1.0f, 1.0f, 1.0f};
-    for (rzf::platform::IsaLevel level : isatest::AvailableIsaLevels()) {
-        isatest::IsaLevelScope scope(level);
+    for (rzf::platform::IsaLevel level : rzf::test::AvailableIsaLevels()) {
+        rzf::test::ScopedIsaLevel scope(level);
         std::vector<float> rows(24 * kLanes), dst(11 * kLanes);
         for (int t = 0; t < 24; ++t)
             for (int l = 0; l < kLanes; ++l)

@@ -18,7 +18,7 @@
 #include <random>
 #include <vector>
 
-#include "IsaLevelScope.h"
+#include "IsaLevels.h"
 
 namespace {
 
@@ -172,8 +172,8 @@ TEST(IntegralLevels, EveryLevelMatchesThePlainLoopBitForBit) {
             for (std::size_t f = 0, k = 0; k < cuts.size(); f += cuts[k++])
                 plain.Run(want.data() + f * stride * sampleBytes, cuts[k]);
 
-            for (rzf::platform::IsaLevel level : isatest::AvailableIsaLevels()) {
-                isatest::IsaLevelScope scope(level);
+            for (rzf::platform::IsaLevel level : rzf::test::AvailableIsaLevels()) {
+                rzf::test::ScopedIsaLevel scope(level);
                 CIntegralDiff d;
                 d.InitDiff(first, stride, channels, fs, type, sampleBytes);
                 std::vector<char> got = input;
