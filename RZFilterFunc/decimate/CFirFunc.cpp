@@ -172,6 +172,88 @@ void CFirFunc::GrowOutput(std::int64_t frames) {
     m_nOutCapacity = static_cast<int>(need);
 }
 
+namespace {
+
+// The samples one call works through: the floats carried over from earlier
+// calls, followed by the call's raw samples.
+struct CallStream {
+    const float* carried;
+    std::int64_t carriedCount;
+    const char* raw;
+    std::int64_t width;
+    int type;
+
+    float At(std::int64_t s) const {
+        if (s < carriedCount) {
+            return carried[s];
+        }
+        return rzf::ReadDecimSample(raw + (s - carriedCount) * width, type);
+    }
+};
+
+// Stream samples [base, base + rows * chn) into rows of `lanes` floats:
+// carried floats first, then a partly carried row finished sample by sample,
+// then whole raw rows.
+void LoadInputRows(const CallStream& stream, std::int64_t base, std::int64_t rows, std::int64_t chn,
+                   std::int64_t lanes, float* input) {
+    const std::int64_t end = base + rows * chn;
+    std::int64_t s = base;
+    for (; s < end && (s < stream.carriedCount || (s - base) % chn != 0); ++s) {
+        input[((s - base) / chn) * lanes + (s - base) % chn] = stream.At(s);
+    }
+    if (s < end) {
+        const std::int64_t row = (s - base) / chn;
+        rzf::decim::ReadRawRows(stream.raw + (s - stream.carriedCount) * stream.width, stream.type,
+                                static_cast<int>(chn), static_cast<int>(rows - row),
+                                input + row * lanes, static_cast<int>(lanes));
+    }
+}
+
+// Every channel's cascade over one block of nOut output rows, all channels
+// together, filtered or not. Each stage keeps its last m_nTaps - 1 rows as
+// the next block's history; stage 0's own input rows stay in place for
+// pass-through channels.
+void RunCascade(const DecimRatioDesc& desc, const std::shared_ptr<float[]> (&stages)[3],
+                float* last, int nOut, std::int64_t lanes) {
+    for (int k = 0; k < desc.m_nStageCount; ++k) {
+        const DecimStageDesc& stage = *desc.m_pStage[k];
+        float* buf = stages[k].get();
+        const int nOutStage = desc.m_nInPerOut[k] * nOut / stage.m_nFactor;
+        float* dst = k + 1 < desc.m_nStageCount
+                         ? stages[k + 1].get() + (desc.m_pStage[k + 1]->m_nTaps - 1) * lanes
+                         : last;
+        rzf::decim::DecimateRows(stage.m_pTapCoef, stage.m_nTaps, stage.m_nFactor, buf, dst,
+                                 nOutStage, static_cast<int>(lanes));
+        std::memmove(buf, buf + static_cast<std::int64_t>(nOutStage) * stage.m_nFactor * lanes,
+                     static_cast<std::size_t>((stage.m_nTaps - 1) * lanes) * sizeof(float));
+    }
+}
+
+}  // namespace
+
+// Block rows [first, count) to interleaved output frames; a pass-through
+// channel yields the block's leading raw samples.
+void CFirFunc::EmitFrames(const float* filtered, const float* raw, int first, int count,
+                          std::int64_t outFrame) const {
+    const std::int64_t chn = m_nChnCount;
+    bool allFiltered = true;
+    for (std::int64_t ch = 0; ch < chn; ++ch) {
+        allFiltered = allFiltered && m_pChnState[ch].m_bFilter;
+    }
+    for (int j = first; j < count; ++j) {
+        float* out = m_pOutput + (outFrame + j - first) * chn;
+        const float* f = filtered + static_cast<std::int64_t>(j) * m_nLanes;
+        if (allFiltered) {
+            std::memcpy(out, f, static_cast<std::size_t>(chn) * sizeof(float));
+            continue;
+        }
+        const float* r = raw + static_cast<std::int64_t>(j) * m_nLanes;
+        for (std::int64_t ch = 0; ch < chn; ++ch) {
+            out[ch] = m_pChnState[ch].m_bFilter ? f[ch] : r[ch];
+        }
+    }
+}
+
 int CFirFunc::InputDataAndDeal(char* pData, int nCount) {
     if (m_pRatioDesc == nullptr || m_pChnState == nullptr || m_pPending == nullptr ||
         pData == nullptr || nCount < 1) {
@@ -180,24 +262,14 @@ int CFirFunc::InputDataAndDeal(char* pData, int nCount) {
     if (m_nSampleType < rzf::kRawInt16 || m_nSampleType > rzf::kRawInt24) {
         return 0;
     }
-    const int type = m_nSampleType;
-    const std::int64_t width = rzf::DecimSampleWidth(type);
     const std::int64_t chn = m_nChnCount;
     const std::int64_t lanes = m_nLanes;
-    const std::int64_t ratio = m_nRatio;
-    const std::int64_t frameIn = ratio * chn;
-    const std::int64_t carried = m_nPending;
-    const std::int64_t total = nCount + carried;
+    const std::int64_t frameIn = static_cast<std::int64_t>(m_nRatio) * chn;
+    const CallStream stream{m_pPending, m_nPending, pData, rzf::DecimSampleWidth(m_nSampleType),
+                            m_nSampleType};
+    const std::int64_t total = nCount + stream.carriedCount;
     std::int64_t remaining = total;
     int skip = m_bDelStart ? m_nDelCount : 0;
-
-    // Stream sample s: a carried float while s < carried, else a new raw one.
-    auto streamSample = [&](std::int64_t s) -> float {
-        if (s < carried) {
-            return m_pPending[s];
-        }
-        return rzf::ReadDecimSample(pData + (s - carried) * width, type);
-    };
 
     // New frames follow the ones still pending from earlier calls. Sized for
     // the most frames any call of this length can complete, whatever it
@@ -206,70 +278,18 @@ int CFirFunc::InputDataAndDeal(char* pData, int nCount) {
     GrowOutput(outFrames + (nCount + frameIn - 1) / frameIn);
 
     const DecimRatioDesc& desc = *m_pRatioDesc;
-    const int stageCount = desc.m_nStageCount;
     float* input = m_stageOwner[0].get() + (desc.m_pStage[0]->m_nTaps - 1) * lanes;
-    const float* filtered = m_lastOwner.get();
-    bool allFiltered = true;
-    for (std::int64_t ch = 0; ch < chn; ++ch) {
-        allFiltered = allFiltered && m_pChnState[ch].m_bFilter;
-    }
-
     while (remaining >= frameIn) {
         const std::int64_t take = std::min<std::int64_t>(remaining, m_nBlockIn * chn);
-        const int nOut = static_cast<int>((take / ratio) / chn);
+        const int nOut = static_cast<int>((take / m_nRatio) / chn);
         if (nOut < 1) {
             break;
         }
-        const std::int64_t base = total - remaining;
-        const std::int64_t nIn = ratio * nOut;
-        const std::int64_t end = base + nIn * chn;
-
-        // The block's stream samples into rows: carried floats first, then a
-        // partly carried row finished sample by sample, then whole raw rows.
-        std::int64_t s = base;
-        for (; s < end && s < carried; ++s) {
-            input[((s - base) / chn) * lanes + (s - base) % chn] = m_pPending[s];
-        }
-        for (; s < end && (s - base) % chn != 0; ++s) {
-            input[((s - base) / chn) * lanes + (s - base) % chn] = streamSample(s);
-        }
-        if (s < end) {
-            const std::int64_t row = (s - base) / chn;
-            rzf::decim::ReadRawRows(pData + (s - carried) * width, type, static_cast<int>(chn),
-                                    static_cast<int>(nIn - row), input + row * lanes,
-                                    static_cast<int>(lanes));
-        }
-
-        // Every channel's cascade, all channels together, filtered or not.
-        for (int k = 0; k < stageCount; ++k) {
-            const DecimStageDesc& stage = *desc.m_pStage[k];
-            float* buf = m_stageOwner[k].get();
-            const int nOutStage = desc.m_nInPerOut[k] * nOut / stage.m_nFactor;
-            float* dst = k + 1 < stageCount ? m_stageOwner[k + 1].get() +
-                                                  (desc.m_pStage[k + 1]->m_nTaps - 1) * lanes
-                                            : m_lastOwner.get();
-            rzf::decim::DecimateRows(stage.m_pTapCoef, stage.m_nTaps, stage.m_nFactor, buf, dst,
-                                     nOutStage, static_cast<int>(lanes));
-            // The last m_nTaps - 1 rows become the next history; the block's
-            // own input rows of stage 0 stay in place for pass-through channels.
-            std::memmove(buf, buf + static_cast<std::int64_t>(nOutStage) * stage.m_nFactor * lanes,
-                         static_cast<std::size_t>((stage.m_nTaps - 1) * lanes) * sizeof(float));
-        }
-
+        const std::int64_t nIn = static_cast<std::int64_t>(m_nRatio) * nOut;
+        LoadInputRows(stream, total - remaining, nIn, chn, lanes, input);
+        RunCascade(desc, m_stageOwner, m_lastOwner.get(), nOut, lanes);
         if (nOut > skip) {
-            // A pass-through channel yields the block's leading raw samples.
-            for (int j = skip; j < nOut; ++j) {
-                float* out = m_pOutput + (outFrames + j - skip) * chn;
-                const float* f = filtered + j * lanes;
-                if (allFiltered) {
-                    std::memcpy(out, f, static_cast<std::size_t>(chn) * sizeof(float));
-                    continue;
-                }
-                const float* raw = input + j * lanes;
-                for (std::int64_t ch = 0; ch < chn; ++ch) {
-                    out[ch] = m_pChnState[ch].m_bFilter ? f[ch] : raw[ch];
-                }
-            }
+            EmitFrames(m_lastOwner.get(), input, skip, nOut, outFrames);
             outFrames += nOut - skip;
             skip = 0;
         } else {
@@ -285,14 +305,18 @@ int CFirFunc::InputDataAndDeal(char* pData, int nCount) {
     // frame, and copying forward is safe when it starts inside the carried part.
     const std::int64_t tail = total - remaining;
     for (std::int64_t i = 0; i < remaining; ++i) {
-        m_pPending[i] = streamSample(tail + i);
+        m_pPending[i] = stream.At(tail + i);
     }
     m_nPending = static_cast<int>(remaining > 0 ? remaining : 0);
+    return WriteFittingFrames(pData, nCount, outFrames);
+}
 
-    // Only whole frames that fit in the caller's nCount samples are written;
-    // the others wait, in order, for the next call with room.
+// Only whole frames that fit in the caller's nCount samples are written; the
+// others wait, in order, for the next call with room.
+int CFirFunc::WriteFittingFrames(char* pData, int nCount, std::int64_t outFrames) {
+    const std::int64_t chn = m_nChnCount;
     const std::int64_t fit = std::min<std::int64_t>(outFrames, nCount / chn);
-    rzf::decim::WriteRawSamples(m_pOutput, fit * chn, type, pData);
+    rzf::decim::WriteRawSamples(m_pOutput, fit * chn, m_nSampleType, pData);
     if (fit < outFrames) {
         std::memmove(m_pOutput, m_pOutput + fit * chn,
                      static_cast<std::size_t>((outFrames - fit) * chn) * sizeof(float));

@@ -82,6 +82,9 @@ public:
 
 private:
     void GrowOutput(std::int64_t frames);
+    void EmitFrames(const float* filtered, const float* raw, int first, int count,
+                    std::int64_t outFrame) const;
+    int WriteFittingFrames(char* pData, int nCount, std::int64_t outFrames);
 
     std::shared_ptr<FirChannelState[]> m_chnStateOwner;
     // Per stage: rows of m_nLanes floats (all channels' sample t), the stage's
