@@ -88,6 +88,21 @@ int CFirFunc::GetDelChnCount() {
     return m_nDelCount;
 }
 
+namespace {
+
+// Start-up span: length of the cascade's impulse response in output samples,
+// accumulated in single precision, plus one.
+int StartupFrames(const DecimRatioDesc& desc) {
+    float span = 0.0f;
+    for (int k = 0; k < desc.m_nStageCount; ++k) {
+        span = (static_cast<float>(desc.m_pStage[k]->m_nTaps) + span) /
+               static_cast<float>(desc.m_pStage[k]->m_nFactor);
+    }
+    return static_cast<int>(span + 1.0f);
+}
+
+}  // namespace
+
 bool CFirFunc::Init(int nChnCount, int nRatio, int nBlockSamples, bool* pChnFilter, int nSampleType,
                     bool bDelStart) {
     Release();
@@ -107,15 +122,7 @@ bool CFirFunc::Init(int nChnCount, int nRatio, int nBlockSamples, bool* pChnFilt
         return false;
     }
 
-    // Start-up span: length of the cascade's impulse response in output
-    // samples, accumulated in single precision, plus one.
-    float span = 0.0f;
-    for (int k = 0; k < desc->m_nStageCount; ++k) {
-        span = (static_cast<float>(desc->m_pStage[k]->m_nTaps) + span) /
-               static_cast<float>(desc->m_pStage[k]->m_nFactor);
-    }
-    const int delCount = static_cast<int>(span + 1.0f);
-
+    const int delCount = StartupFrames(*desc);
     const int blockOut = perChn / nRatio + (perChn % nRatio > 0 ? 1 : 0);
     const int lanes = rzf::decim::PaddedLanes(nChnCount);
     // Reject block sizes whose buffers could not be indexed with int.

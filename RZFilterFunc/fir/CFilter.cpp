@@ -269,6 +269,62 @@ inline void Store(int& sample, float y) {
     sample = static_cast<int>(rzf::TruncToInt32(y));
 }
 
+// Strided samples through the IIR kernel, kGatherBlock at a time; returns the
+// last output.
+template <typename T>
+double GatherIir(const rzf::kernels::EngineIirKernel& kernel, double* state, T* data, int count,
+                 int stride, std::int64_t offset) {
+    float block[kGatherBlock];
+    std::int64_t index = offset;
+    double y = 0.0;
+    for (int pos = 0; pos < count;) {
+        const int n = count - pos < kGatherBlock ? count - pos : kGatherBlock;
+        std::int64_t at = index;
+        for (int i = 0; i < n; ++i, at += stride) {
+            block[i] = ToFloat(data[static_cast<std::size_t>(at)]);
+        }
+        y = kernel.Process(state, block, n);
+        for (int i = 0; i < n; ++i, index += stride) {
+            Store(data[static_cast<std::size_t>(index)], block[i]);
+        }
+        pos += n;
+    }
+    return y;
+}
+
+// Strided samples through the FIR sums kernel over the unrolled history
+// window, kGatherBlock at a time; leaves the delay line as the sample-by-sample
+// path would and returns the last (unscaled) sum.
+template <typename T>
+double GatherFir(const rzf::kernels::FirSumsKernel& kernel, rzf::FirHistoryWindow& window,
+                 double* delay, T* data, int count, int stride, std::int64_t offset) {
+    window.Begin(delay);
+    std::int64_t index = offset;
+    double acc = 0.0;
+    for (int pos = 0; pos < count;) {
+        const int n = count - pos < kGatherBlock ? count - pos : kGatherBlock;
+        double* input = window.BlockInput();
+        std::int64_t at = index;
+        for (int i = 0; i < n; ++i, at += stride) {
+            input[i] = static_cast<double>(ToFloat(data[static_cast<std::size_t>(at)]));
+        }
+        double* sums = window.Sums();
+        kernel.Process(window.Window(), sums, n);
+        for (int i = 0; i < n; ++i, index += stride) {
+            Store(data[static_cast<std::size_t>(index)],
+                  static_cast<float>(sums[i] * kInverseTapScale));
+        }
+        acc = sums[n - 1];
+        pos += n;
+        if (pos < count) {
+            window.Advance(n);
+        } else {
+            window.End(delay, n);
+        }
+    }
+    return acc;
+}
+
 }  // namespace
 
 // Filters data[offset + i*stride], i = 0..count-1. An empty block is done at
@@ -296,29 +352,11 @@ bool CFilter::FilterBlock(T* data, int count, int stride, int offset) {
     if (stride != 0 && m_pState != nullptr) {
         if (m_bIIR) {
             rzf::kernels::EngineIirKernel kernel;
-            if (kernel.Init(m_pCoefA, m_pCoefB, m_nCoefCount) && Contiguous(data, stride)) {
-                // Contiguous float samples are filtered where they are.
-                m_dLastOutput = kernel.Process(m_pState, AsFloats(data) + offset, count);
-                m_nIndex = m_nCoefCount - 1;
-                return true;
-            }
             if (kernel.Init(m_pCoefA, m_pCoefB, m_nCoefCount)) {
-                float block[kGatherBlock];
-                std::int64_t index = offset;
-                double y = 0.0;
-                for (int pos = 0; pos < count;) {
-                    const int n = count - pos < kGatherBlock ? count - pos : kGatherBlock;
-                    std::int64_t at = index;
-                    for (int i = 0; i < n; ++i, at += stride) {
-                        block[i] = ToFloat(data[static_cast<std::size_t>(at)]);
-                    }
-                    y = kernel.Process(m_pState, block, n);
-                    for (int i = 0; i < n; ++i, index += stride) {
-                        Store(data[static_cast<std::size_t>(index)], block[i]);
-                    }
-                    pos += n;
-                }
-                m_dLastOutput = y;
+                // Contiguous float samples are filtered where they are.
+                m_dLastOutput = Contiguous(data, stride)
+                                    ? kernel.Process(m_pState, AsFloats(data) + offset, count)
+                                    : GatherIir(kernel, m_pState, data, count, stride, offset);
                 m_nIndex = m_nCoefCount - 1;
                 return true;
             }
@@ -326,31 +364,7 @@ bool CFilter::FilterBlock(T* data, int count, int stride, int offset) {
             rzf::kernels::FirSumsKernel kernel;
             if (kernel.Init(rzf::kernels::FirTerm::TapTimesSample, m_pCoefA, m_nCoefCount)) {
                 rzf::FirHistoryWindow window(m_firWindow, m_nCoefCount);
-                window.Begin(m_pState);
-                std::int64_t index = offset;
-                double acc = 0.0;
-                for (int pos = 0; pos < count;) {
-                    const int n = count - pos < kGatherBlock ? count - pos : kGatherBlock;
-                    double* input = window.BlockInput();
-                    std::int64_t at = index;
-                    for (int i = 0; i < n; ++i, at += stride) {
-                        input[i] = static_cast<double>(ToFloat(data[static_cast<std::size_t>(at)]));
-                    }
-                    double* sums = window.Sums();
-                    kernel.Process(window.Window(), sums, n);
-                    for (int i = 0; i < n; ++i, index += stride) {
-                        Store(data[static_cast<std::size_t>(index)],
-                              static_cast<float>(sums[i] * kInverseTapScale));
-                    }
-                    acc = sums[n - 1];
-                    pos += n;
-                    if (pos < count) {
-                        window.Advance(n);
-                    } else {
-                        window.End(m_pState, n);
-                    }
-                }
-                m_dLastOutput = acc;
+                m_dLastOutput = GatherFir(kernel, window, m_pState, data, count, stride, offset);
                 m_nIndex = m_nCoefCount;
                 return true;
             }

@@ -91,9 +91,7 @@ int ButwcfFilter::DesignIIR() {
         return -1;
     }
 
-    int sectionLength = rzf::kLowHighSectionLength;
     int order = 0;
-    int rc = 1;
     const double lowerPassEdge = m_dFreq1;
     if (band >= BAND_LOWPASS) {
         const rzf::OrderEstimate estimate = rzf::EstimateOrderFromSpec(
@@ -103,36 +101,30 @@ int ButwcfFilter::DesignIIR() {
             m_dFreq1 = estimate.edge1;
             m_dFreq2 = estimate.edge2;
             order = estimate.order;
-            rc = 0;
         }
     }
     if (band == BAND_BANDSTOP) {
         m_dFreq1 = lowerPassEdge;
     }
 
-    const int maxOrder = lowHigh ? kMaxOrderLowHigh : kMaxOrderBand;
-    if (order < kMinOrder || order > maxOrder) {
+    auto refuse = [this]() {
         m_bStable = false;
         m_strError = rzf::msg::Text(rzf::msg::kOrderTooLarge);
         return -1;
+    };
+    // Without an estimate the order stays 0 and is refused here too.
+    const int maxOrder = lowHigh ? kMaxOrderLowHigh : kMaxOrderBand;
+    if (order < kMinOrder || order > maxOrder) {
+        return refuse();
     }
     m_nFilterOrder = (band > BAND_HIGHPASS) ? 2 * order : order;
-    if (!lowHigh && order >= 100) {
-        return -2;
-    }
-    if (lowHigh && order >= 200) {
-        return -2;
-    }
-    if (rc != 0) {
-        return -3;
-    }
 
     const double f1 = m_dFreq1 / fs;
     const double f2 = m_dFreq2 / fs;
     const int sectionCount = (order > 1) ? (order + 1) / 2 : 1;
-    if (band == BAND_BANDPASS || band == BAND_BANDSTOP) {
-        sectionLength = rzf::kBandSectionLength;
-    }
+    const int sectionLength = (band == BAND_BANDPASS || band == BAND_BANDSTOP)
+                                  ? rzf::kBandSectionLength
+                                  : rzf::kLowHighSectionLength;
 
     std::vector<double> nums;
     std::vector<double> dens;
@@ -140,9 +132,7 @@ int ButwcfFilter::DesignIIR() {
     rzf::StoreSectionProduct(rzf::CombineSections(dens, nums, sectionCount, sectionLength), *this);
     if (!rzf::HasFiniteCoefficients(*this, m_nFilterOrder)) {
         // Overflowed design arithmetic: unusable, refused like an unstable order.
-        m_bStable = false;
-        m_strError = rzf::msg::Text(rzf::msg::kOrderTooLarge);
-        return -1;
+        return refuse();
     }
     return m_nFilterOrder;
 }

@@ -37,6 +37,48 @@ double Larger(double a, double b) {
     return (a > b) ? a : b;
 }
 
+// Substitutes the analog band variable into the degree-m section b/a (scaled
+// to the edge w1, or mapped around W0^2 with width Bw); nb/na hold the
+// result's degree + 1 coefficients, zeroed on entry.
+void MapAnalogBand(const double* b, const double* a, int m, int bandType, double w1, double bw,
+                   double w0sq, double* nb, double* na) {
+    if (bandType == BAND_LOWPASS) {
+        double scale = 1.0;
+        for (int j = 0; j <= m; ++j) {
+            nb[j] = b[j] / scale;
+            na[j] = a[j] / scale;
+            scale *= w1;
+        }
+    } else if (bandType == BAND_HIGHPASS) {
+        double scale = 1.0;
+        for (int j = 0; j <= m; ++j) {
+            nb[j] = b[m - j] / scale;
+            na[j] = a[m - j] / scale;
+            scale *= w1;
+        }
+    } else if (bandType == BAND_BANDPASS) {
+        // s -> (s^2 + W0^2) / (Bw s), times (Bw s)^m.
+        for (int i = 0; i <= m; ++i) {
+            const double bwPow = IntPow(bw, m - i);
+            for (int j = 0; j <= i; ++j) {
+                const double term = Binomial(i, j) * IntPow(w0sq, i - j) * bwPow;
+                nb[2 * j + m - i] += b[i] * term;
+                na[2 * j + m - i] += a[i] * term;
+            }
+        }
+    } else {
+        // s -> Bw s / (s^2 + W0^2), times (s^2 + W0^2)^m.
+        for (int i = 0; i <= m; ++i) {
+            const double bwPow = IntPow(bw, i);
+            for (int j = 0; j <= m - i; ++j) {
+                const double term = Binomial(m - i, j) * IntPow(w0sq, m - i - j) * bwPow;
+                nb[i + 2 * j] += b[i] * term;
+                na[i + 2 * j] += a[i] * term;
+            }
+        }
+    }
+}
+
 }  // namespace
 
 OrderEstimate EstimateOrderFromSpec(const BandEdges& edges, double fs, double ap, double as,
@@ -114,41 +156,7 @@ SectionTransformResult TransformSection(const double* b, const double* a, int in
 
     std::vector<double> nb(degree + 1, 0.0);
     std::vector<double> na(degree + 1, 0.0);
-    if (bandType == BAND_LOWPASS) {
-        double scale = 1.0;
-        for (int j = 0; j <= m; ++j) {
-            nb[j] = b[j] / scale;
-            na[j] = a[j] / scale;
-            scale *= w1;
-        }
-    } else if (bandType == BAND_HIGHPASS) {
-        double scale = 1.0;
-        for (int j = 0; j <= m; ++j) {
-            nb[j] = b[m - j] / scale;
-            na[j] = a[m - j] / scale;
-            scale *= w1;
-        }
-    } else if (bandType == BAND_BANDPASS) {
-        // s -> (s^2 + W0^2) / (Bw s), times (Bw s)^m.
-        for (int i = 0; i <= m; ++i) {
-            const double bwPow = IntPow(bw, m - i);
-            for (int j = 0; j <= i; ++j) {
-                const double term = Binomial(i, j) * IntPow(w0sq, i - j) * bwPow;
-                nb[2 * j + m - i] += b[i] * term;
-                na[2 * j + m - i] += a[i] * term;
-            }
-        }
-    } else {
-        // s -> Bw s / (s^2 + W0^2), times (s^2 + W0^2)^m.
-        for (int i = 0; i <= m; ++i) {
-            const double bwPow = IntPow(bw, i);
-            for (int j = 0; j <= m - i; ++j) {
-                const double term = Binomial(m - i, j) * IntPow(w0sq, m - i - j) * bwPow;
-                nb[i + 2 * j] += b[i] * term;
-                na[i + 2 * j] += a[i] * term;
-            }
-        }
-    }
+    MapAnalogBand(b, a, m, bandType, w1, bw, w0sq, nb.data(), na.data());
 
     const int work = (degree + 1 > outCount) ? degree + 1 : outCount;
     std::vector<double> db(work, 0.0);

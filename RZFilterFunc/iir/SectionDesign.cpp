@@ -331,15 +331,14 @@ ZeroPoleSet Bilinear(const ZeroPoleSet& analog) {
     return out;
 }
 
-SectionSet PairSections(const ZeroPoleSet& digital) {
-    SectionSet result;
-    if (digital.poles.Count() != digital.zeros.Count() || digital.poles.Count() == 0) {
-        return result;
-    }
+namespace {
+
+// Pairs the poles, nearest the unit circle first, each with the nearest
+// zeros, into monic sections; returns them in the reverse order (the cascade's
+// order). Empty when an odd real pole finds no real zero.
+std::vector<Monic> FormMonicSections(const ZeroPoleSet& digital) {
     Pool poles{digital.poles.pairs, digital.poles.reals};
     Pool zeros{digital.zeros.pairs, digital.zeros.reals};
-
-    // Sections in the order they are formed: poles nearest the unit circle first.
     std::vector<Monic> formed;
     while (!poles.Empty()) {
         int pairIndex = -1;
@@ -379,7 +378,7 @@ SectionSet PairSections(const ZeroPoleSet& digital) {
                 s.a1 = -p1;
                 const int zi = NearestReal(zeros.reals, s.pole);
                 if (zi < 0) {
-                    return result;
+                    return {};
                 }
                 s.b1 = -TakeReal(zeros.reals, zi);
             }
@@ -387,9 +386,12 @@ SectionSet PairSections(const ZeroPoleSet& digital) {
         formed.push_back(s);
     }
     std::reverse(formed.begin(), formed.end());
+    return formed;
+}
 
-    // Frequencies of the peak search: a uniform grid, refined around every
-    // pole's angle over a few resonance widths (1 - |p|).
+// Frequencies of the peak search: a uniform grid, refined around every
+// pole's angle over a few resonance widths (1 - |p|).
+std::vector<double> PeakSearchGrid(const std::vector<Monic>& formed) {
     std::vector<double> grid;
     grid.reserve(kPeakGrid + 1 + formed.size() * (2 * kPeakRefine + 1));
     for (int i = 0; i <= kPeakGrid; ++i) {
@@ -402,6 +404,21 @@ SectionSet PairSections(const ZeroPoleSet& digital) {
             grid.push_back(std::min(kPi, std::max(0.0, centre + k * width)));
         }
     }
+    return grid;
+}
+
+}  // namespace
+
+SectionSet PairSections(const ZeroPoleSet& digital) {
+    SectionSet result;
+    if (digital.poles.Count() != digital.zeros.Count() || digital.poles.Count() == 0) {
+        return result;
+    }
+    const std::vector<Monic> formed = FormMonicSections(digital);
+    if (formed.empty()) {
+        return result;
+    }
+    const std::vector<double> grid = PeakSearchGrid(formed);
     std::vector<double> partial(grid.size(), 1.0);
 
     // Gain of the whole cascade from its value at the reference point.
