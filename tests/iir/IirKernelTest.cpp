@@ -1,8 +1,7 @@
-// The block IIR kernel (one instantiation per order up to its limit, a generic
-// loop beyond) against the transposed direct form II written as a plain loop
-// over the state array: outputs and state, bit for bit, at every instruction-set
-// level, for every order from 1 to past the limit, in random pieces (every
-// other one in place), with NaN, infinities and subnormals.
+// The block IIR kernel (unrolled up to its limit, generic beyond) against the
+// transposed direct form II as a plain loop: outputs and state bit for bit at
+// every instruction-set level and order, in random pieces (every other one in
+// place), with NaN, infinities and subnormals.
 #include <gtest/gtest.h>
 
 #include <algorithm>

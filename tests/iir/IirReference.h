@@ -1,7 +1,6 @@
 #pragma once
 
-// Shared by the IIR tests: the reference files of tests/data/iir/ and designs
-// made through the designer front end from their rows.
+// The reference files of tests/data/iir/ and designs made from their rows.
 #include <RZFilterFunc/filter/FilterUser.h>
 
 #include <map>
@@ -14,12 +13,12 @@ namespace rzf::test {
 
 using Block = std::map<std::string, std::vector<NumberRow>>;
 
-// Blocks of tests/data/iir/<name>, each opened by a "case" or "poly" line
-// (lines before the first form one of their own): every tag's numeric rows.
+// Blocks of tests/data/iir/<name>, opened by "case" lines (and the file's
+// start): every tag's numeric rows.
 inline std::vector<Block> LoadIirBlocks(const std::string& name) {
     std::vector<Block> out;
     for (const Fields& fields : ReadFieldLines("iir/" + name)) {
-        if (out.empty() || fields[0] == "case" || fields[0] == "poly") {
+        if (out.empty() || fields[0] == "case") {
             out.emplace_back();
         }
         out.back()[fields[0]].emplace_back();

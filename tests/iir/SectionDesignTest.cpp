@@ -24,8 +24,8 @@ namespace {
 using V = std::vector<double>;
 using Floats = std::vector<float>;
 
-// The designs of library_sections.txt (method, band, fs, f1..f4, Ap, As); the
-// single transfer functions of the first eight have poles outside the circle.
+// library_sections.txt's designs (method, band, fs, f1..f4, Ap, As); the first
+// eight have single transfer functions with poles outside the unit circle.
 const V kStreamed[] = {
     {0, 3, 360, 0.1, 0.5, 40, 60, 1, 30},      {1, 3, 360, 0.1, 0.5, 40, 60, 1, 30},
     {2, 3, 360, 0.1, 0.5, 40, 60, 1, 30},      {0, 3, 10000, 90, 100, 110, 120, 1, 40},
@@ -34,8 +34,7 @@ const V kStreamed[] = {
     {0, 1, 1000, 100, 200, 300, 400, 0.3, 40}, {1, 2, 1000, 100, 200, 300, 400, 0.5, 40},
     {2, 3, 1000, 100, 150, 250, 300, 1, 40},   {2, 2, 2000, 150, 300, 400, 500, 1, 50}};
 constexpr std::size_t kUnstableTransfers = 8;
-// The designs of sections.txt whose expanded transfer functions are well
-// conditioned: every band type and method, orders 3 to 16.
+// sections.txt's designs with well-conditioned transfer functions (all types).
 const std::size_t kWellConditioned[] = {10, 13, 14, 16, 17, 19, 20, 21, 22,
                                         24, 26, 28, 29, 31, 33, 35, 36};
 
@@ -48,7 +47,6 @@ rzf::SectionSet Sections(FilterUser& u, const V& h) {
     return {V(u.GetSections(), u.GetSections() + 6 * u.GetSectionCount())};
 }
 
-// One design of sections.txt (by index) and the front end's sections of it.
 class SectionCase : public ::testing::TestWithParam<std::size_t> {
 protected:
     void SetUp() override {
@@ -67,8 +65,7 @@ class WellConditionedCase : public SectionCase {};
 
 }  // namespace
 
-// Within 1e-6 of scipy's sections at the library's order and pre-warped edges,
-// ill-conditioned transfer functions included.
+// Within 1e-6 of scipy's sections at the library's order and pre-warped edges.
 TEST_P(SectionCase, MagnitudeMatchesScipySections) {
     for (const V& m : ref->at("mag")) {
         ASSERT_NEAR(std::abs(rzf::SectionResponse(sections, m[0])), m[1], 1e-6) << m[0];
@@ -105,8 +102,7 @@ TEST_P(SectionCase, StableSectionsBoundedPartialGains) {
     }
 }
 
-// Where the expanded transfer function is well conditioned both forms are one
-// filter: complex responses (sign and phase included) agree within 1e-9.
+// Complex responses (sign and phase included) agree within 1e-9.
 TEST_P(WellConditionedCase, EqualsTheTransferFunction) {
     const double *b = user.m_pFilter->GetNumerator(), *a = user.m_pFilter->GetDenominator();
     for (int i = 0; i < 4096; ++i) {
@@ -144,9 +140,8 @@ TEST(SectionDesign, RefusedRequestsGiveNoSections) {
     EXPECT_TRUE(refused([](auto& r) { r.freq1 = 200.0; }));  // stop edge inside the pass band
 }
 
-// The library's sections (still those the references were made from) stream
-// like scipy's sosfilt of them within one float ulp, in random pieces (empty
-// ones included), every other piece in place.
+// The library's sections stream like scipy's sosfilt of them within a float
+// ulp, in random pieces (empty ones too), every other one in place.
 TEST(SectionKernel, StreamMatchesScipySosfilt) {
     const auto blocks = rzf::test::LoadIirBlocks("sosfilt.txt");
     ASSERT_EQ(blocks.size(), std::size(kStreamed) + 1);
@@ -172,9 +167,8 @@ TEST(SectionKernel, StreamMatchesScipySosfilt) {
     }
 }
 
-// The pole radius of each stored denominator equals its roots found in multiple
-// precision within 1e-9, and numpy's where these are well conditioned; where
-// they are not, numpy's still lie on the same side of 1.
+// Within 1e-9 of the roots in multiple precision, and of numpy's where well
+// conditioned; where not, numpy's still lie on the same side of 1.
 TEST(PoleRadius, MatchesMultiplePrecisionRoots) {
     const auto blocks = rzf::test::LoadIirBlocks("sosfilt.txt");
     ASSERT_EQ(blocks.size(), std::size(kStreamed) + 1);
@@ -225,9 +219,7 @@ TEST(SectionKernel, InitRefusesUnusableCascades) {
     }
 }
 
-// Writes the library's own sections and stored denominators of kStreamed to
-// library_sections.txt, the input of gen_sections.py's sosfilt and root
-// references. Run by hand when the designs change.
+// Writes library_sections.txt, gen_sections.py's input; run when designs change.
 TEST(SectionReference, DISABLED_WriteLibrarySections) {
     std::ofstream out(rzf::test::ReferencePath("iir/library_sections.txt"));
     ASSERT_TRUE(out);
