@@ -1,6 +1,6 @@
 #!/usr/bin/python3
 """Bit-exact replay of the IIR designs, read by tests/iir/IirTest.cpp
-(IirReference.DesignsMatchTheExactReplayAndScipy).
+(IirReference.DesignsMatchTheDoublePrecisionReplay).
 
 Each design step (order estimate, prototype sections, band mapping with
 pre-warping, bilinear transform, section product, frequency response) is

@@ -1,13 +1,12 @@
 #!/usr/bin/python3
 """Reference data for the IIR design tests, computed with scipy.signal/numpy.
 
-Writes designs.txt and roots.txt beside this script. Rerunning it reproduces
-both files byte for byte.
+Writes designs.txt beside this script. Rerunning it reproduces the file byte
+for byte.
 
 designs.txt, one block per design:
   case <method> <band> <fs> <f1> <f2> <f3> <f4> <Ap> <As> <order> <points>
   resp <i> <|H|> <dB to the peak of the 2048-point grid> <atan(Im H / Re H)>
-  pole <re> <im>            (only where the poles are well conditioned)
   end
 method 0 Butterworth, 1 Chebyshev I, 2 Chebyshev II; band 1 LP, 2 HP, 3 BP,
 4 BS; edges in ascending order with the roles of the designer.  The response is
@@ -16,12 +15,6 @@ sampled at w = pi*i/2048.
 The reference filters are scipy's own designs at the same order: Butterworth
 with the pass edge(s), Chebyshev I with the pass edge(s) and the ripple that
 makes the stop edge meet As, Chebyshev II with the stop edge(s) and As.
-
-roots.txt, one block per polynomial:
-  poly <name> <degree> <tolerance>
-  coef <c0> ... <cn>        (ascending powers, c[n] leading)
-  root <re> <im>            (numpy.roots)
-  end
 """
 
 import math
@@ -174,9 +167,6 @@ def write_designs(path):
             phase = math.atan(h[i].imag / h[i].real) if abs(h[i].real) >= 1e-40 else 0.0
             lines.append('resp %d %s %s %s' %
                          (i, fmt(mag[i]), fmt(db(mag[i] / peak)), fmt(phase)))
-        if band <= 2:
-            for pole in sorted(p, key=lambda c: (round(c.real, 9), round(c.imag, 9))):
-                lines.append('pole %s %s' % (fmt(pole.real), fmt(pole.imag)))
         lines.append('end')
     with open(path, 'w') as out:
         out.write('\n'.join(lines) + '\n')
@@ -186,60 +176,5 @@ def db(ratio):
     return 20 * math.log10(ratio) if ratio > 0 else -math.inf
 
 
-def poly_from_roots(roots):
-    """Ascending real coefficients of prod(z - r)."""
-    c = np.real(np.poly(roots))
-    return c[::-1]
-
-
-def conj_pairs(rng, count, rmin, rmax):
-    r = rng.uniform(rmin, rmax, count)
-    a = rng.uniform(0.05, np.pi - 0.05, count)
-    z = r * np.exp(1j * a)
-    return np.concatenate([z, np.conj(z)])
-
-
-def write_roots(path):
-    rng = np.random.default_rng(20261122)
-    polys = []
-    polys.append(('real_pair', np.array([0.5, -1.5, 1.0]), 1e-12))
-    polys.append(('unit_imag_pair', np.array([1.0, 0.0, 1.0]), 1e-12))
-    polys.append(('real8', poly_from_roots(rng.uniform(-1, 1, 8)), 1e-8))
-    polys.append(('pairs16', poly_from_roots(conj_pairs(rng, 8, 0.3, 0.95)), 1e-8))
-    polys.append(('pairs32', poly_from_roots(conj_pairs(rng, 16, 0.5, 0.9)), 1e-6))
-    mixed = np.concatenate([conj_pairs(rng, 10, 0.2, 0.9), rng.uniform(-0.9, 0.9, 5)])
-    polys.append(('mixed25', poly_from_roots(mixed), 1e-6))
-    # Integer coefficients: exact repeated roots.
-    polys.append(('double_root', poly_from_roots([0.5, 0.5, -0.25, 2.0]), 1e-6))
-    polys.append(('triple_root', poly_from_roots([0.5, 0.5, 0.5, -1.0, 0.25 + 0.5j,
-                                                  0.25 - 0.5j]), 1e-4))
-    polys.append(('double_pair', poly_from_roots([0.6 + 0.3j, 0.6 - 0.3j, 0.6 + 0.3j,
-                                                  0.6 - 0.3j, -0.7]), 1e-6))
-    polys.append(('cluster', poly_from_roots([0.9, 0.9001, 0.9002, 0.8999, -0.5]), 1e-3))
-    polys.append(('tenths', poly_from_roots([k / 10 for k in range(1, 11)]), 1e-5))
-    polys.append(('zero_roots', poly_from_roots([0, 0, 0.3, -0.4, 0.5 + 0.5j, 0.5 - 0.5j]),
-                  1e-7))
-    # Denominators of sharp designs: poles crowd against the unit circle and
-    # move by ~1e-4 under rounding of the expanded coefficients (the companion
-    # matrix is not balanced first, unlike numpy's eigenvalue solver).
-    _, a = signal.butter(15, [0.2, 0.5], 'bandpass')
-    polys.append(('butter_bp30', a[::-1].copy(), 5e-4))
-    _, a = signal.cheby1(12, 0.5, [0.2, 0.4], 'bandpass')
-    polys.append(('cheby1_bp24', a[::-1].copy(), 5e-4))
-    lines = []
-    for name, c, tol in polys:
-        n = len(c) - 1
-        r = np.roots(c[::-1])
-        r = sorted(r, key=lambda x: (round(x.real, 6), round(x.imag, 6)))
-        lines.append('poly %s %d %s' % (name, n, fmt(tol)))
-        lines.append('coef ' + ' '.join(fmt(x) for x in c))
-        for x in r:
-            lines.append('root %s %s' % (fmt(x.real), fmt(x.imag)))
-        lines.append('end')
-    with open(path, 'w') as out:
-        out.write('\n'.join(lines) + '\n')
-
-
 if __name__ == '__main__':
     write_designs(os.path.join(HERE, 'designs.txt'))
-    write_roots(os.path.join(HERE, 'roots.txt'))
