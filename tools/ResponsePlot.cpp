@@ -222,13 +222,18 @@ void DrawPoleMark(cairo_t* cr, double x, double y, int count) {
     }
 }
 
+// The magnified view around the outermost pole: its centre and half-width.
+struct InsetView {
+    std::complex<double> centre;
+    double half;
+};
+
 // Low cut-offs put several poles within a marker's width of each other near
-// z = 1. Then a magnified view around the outermost pole goes in the panel's
-// upper left corner (grey frame, same markers, the unit circle's arc).
-void DrawPoleInset(cairo_t* cr, const Rect& panel, double pixelsPerUnit,
-                   const SectionRoots& roots) {
+// z = 1. Then the poles near the outermost one are shown magnified; false when
+// they do not overlap on the main scale.
+bool FindInset(const SectionRoots& roots, double pixelsPerUnit, InsetView& view) {
     if (roots.poles.empty()) {
-        return;
+        return false;
     }
     std::complex<double> outer = roots.poles.front();
     for (const std::complex<double>& p : roots.poles) {
@@ -255,18 +260,30 @@ void DrawPoleInset(cairo_t* cr, const Rect& panel, double pixelsPerUnit,
         }
     }
     if (near.size() < 2 || closest * pixelsPerUnit >= 2.0 * kMarker) {
+        return false;
+    }
+    view = {centre, std::max(reach, closest) * kInsetMargin};
+    return true;
+}
+
+// The magnified view in the panel's upper left corner (grey frame, same
+// markers, the unit circle's arc), labelled with its centre and half-width.
+void DrawPoleInset(cairo_t* cr, const Rect& panel, double pixelsPerUnit,
+                   const SectionRoots& roots) {
+    InsetView view{};
+    if (!FindInset(roots, pixelsPerUnit, view)) {
         return;
     }
-    const double half = std::max(reach, closest) * kInsetMargin;
-    outer = centre;
+    const std::complex<double> centre = view.centre;
+    const double half = view.half;
     const Rect r{panel.x + 6.0, panel.y + 6.0, kInsetSide, kInsetSide};
     auto inView = [&](std::complex<double> z) {
         return std::fabs(z.real() - centre.real()) <= half &&
                std::fabs(z.imag() - centre.imag()) <= half;
     };
-    auto px = [&](double re) { return r.x + (re - (outer.real() - half)) / (2.0 * half) * r.w; };
+    auto px = [&](double re) { return r.x + (re - (centre.real() - half)) / (2.0 * half) * r.w; };
     auto py = [&](double im) {
-        return r.y + r.h - (im - (outer.imag() - half)) / (2.0 * half) * r.h;
+        return r.y + r.h - (im - (centre.imag() - half)) / (2.0 * half) * r.h;
     };
     cairo_save(cr);
     cairo_rectangle(cr, r.x, r.y, r.w, r.h);
@@ -302,60 +319,72 @@ void DrawPoleInset(cairo_t* cr, const Rect& panel, double pixelsPerUnit,
     Text(cr, r.x, r.y + r.h + 3.0, buf, 9.0, 0.0, 1.0);
 }
 
-// Unit circle, poles (x) and zeros (o) of the sections, on axes of one scale.
-// Roots beyond kFarRoot (none in a well-formed design, whose zeros lie on the
-// circle or at the origin) are drawn on the frame's edge in their direction.
-void DrawPoleZero(cairo_t* cr, const Rect& r, double titleX, const SectionRoots& roots,
-                  int sections) {
+// How far out the roots lie: the largest |re| or |im| of those within
+// kFarRoot, and how many lie beyond it and the farthest of them.
+struct RootReach {
     double extent = 0.0;
     int far = 0;
     double farthest = 0.0;
+};
+
+RootReach ReachOf(const SectionRoots& roots) {
+    RootReach reach;
     for (const auto* list : {&roots.poles, &roots.zeros}) {
         for (const std::complex<double>& z : *list) {
             const double m = std::max(std::fabs(z.real()), std::fabs(z.imag()));
             if (m > kFarRoot) {
-                ++far;
-                farthest = std::max(farthest, std::abs(z));
+                ++reach.far;
+                reach.farthest = std::max(reach.farthest, std::abs(z));
             } else {
-                extent = std::max(extent, m);
+                reach.extent = std::max(reach.extent, m);
             }
         }
     }
-    const double range =
-        far > 0 ? kFarRoot * kRootMargin : std::max(kUnitCircleRange, extent * kRootMargin);
-    const Axis a{-range, range};
-    const double step = NiceStep(2.0 * range, 5);
-    DrawAxes(cr, r, a, a, "Real part", "Imaginary part", step, step);
-    auto px = [&](double v) { return r.x + a.Fraction(v) * r.w; };
-    auto py = [&](double v) { return r.y + r.h - a.Fraction(v) * r.h; };
-    // Where a root is drawn: clamped onto the frame along its direction.
-    auto place = [&](std::complex<double> z, double& x, double& y) {
-        const double m = std::max(std::fabs(z.real()), std::fabs(z.imag()));
-        const double scale = m > range ? range / m : 1.0;
-        x = px(z.real() * scale);
-        y = py(z.imag() * scale);
-    };
+    return reach;
+}
 
-    cairo_save(cr);
+// The z-plane in a square panel: both axes run from -range to range.
+struct ZPlane {
+    Rect r;
+    Axis a;
+    double range;
+
+    double X(double v) const { return r.x + a.Fraction(v) * r.w; }
+    double Y(double v) const { return r.y + r.h - a.Fraction(v) * r.h; }
+};
+
+// The real and imaginary axes, and the unit circle as a polygon fine enough
+// to look round.
+void DrawUnitCircle(cairo_t* cr, const ZPlane& z) {
+    const double range = z.range;
     cairo_set_line_width(cr, 0.8);
     cairo_set_source_rgb(cr, 0.55, 0.55, 0.55);
-    cairo_move_to(cr, px(-range), py(0.0));
-    cairo_line_to(cr, px(range), py(0.0));
-    cairo_move_to(cr, px(0.0), py(-range));
-    cairo_line_to(cr, px(0.0), py(range));
+    cairo_move_to(cr, z.X(-range), z.Y(0.0));
+    cairo_line_to(cr, z.X(range), z.Y(0.0));
+    cairo_move_to(cr, z.X(0.0), z.Y(-range));
+    cairo_line_to(cr, z.X(0.0), z.Y(range));
     cairo_stroke(cr);
-    // The unit circle as a polygon fine enough to look round.
     cairo_set_line_width(cr, 1.2);
     cairo_set_source_rgb(cr, 0.3, 0.3, 0.3);
     const double turn = 8.0 * std::atan(1.0);
     for (int k = 0; k <= kCircleVertices; ++k) {
         const double t = turn * k / kCircleVertices;
-        const double x = px(std::cos(t));
-        const double y = py(std::sin(t));
+        const double x = z.X(std::cos(t));
+        const double y = z.Y(std::sin(t));
         k == 0 ? cairo_move_to(cr, x, y) : cairo_line_to(cr, x, y);
     }
     cairo_stroke(cr);
+}
 
+// Zeros (o) and poles (x); a root beyond the frame is clamped onto it along
+// its direction.
+void DrawRoots(cairo_t* cr, const ZPlane& z, const SectionRoots& roots) {
+    auto place = [&](std::complex<double> w, double& x, double& y) {
+        const double m = std::max(std::fabs(w.real()), std::fabs(w.imag()));
+        const double scale = m > z.range ? z.range / m : 1.0;
+        x = z.X(w.real() * scale);
+        y = z.Y(w.imag() * scale);
+    };
     cairo_set_line_width(cr, 1.4);
     for (const RootGroup& g : GroupRoots(roots.zeros)) {
         double x, y;
@@ -367,18 +396,21 @@ void DrawPoleZero(cairo_t* cr, const Rect& r, double titleX, const SectionRoots&
         place(g.at, x, y);
         DrawPoleMark(cr, x, y, g.count);
     }
-    cairo_restore(cr);
-    DrawPoleInset(cr, r, r.w / (2.0 * range), roots);
+}
 
+// The panel's title, and notes under it on roots beyond the frame and zeros
+// at infinity.
+void DrawPoleZeroNotes(cairo_t* cr, const Rect& r, double titleX, const SectionRoots& roots,
+                       int sections, const RootReach& reach) {
     char buf[200];
     std::snprintf(buf, sizeof buf, "Poles (x), zeros (o) of the %s; largest radius %.6f",
                   Count(sections, "section").c_str(), LargestMagnitude(roots.poles));
     Text(cr, titleX, r.y - 8.0, buf, 12.0, 0.0, 0.0);
     double noteY = r.y + r.h + 44.0;
-    if (far > 0) {
+    if (reach.far > 0) {
         std::snprintf(buf, sizeof buf,
                       "%s beyond |z| = %g drawn on the frame's edge (farthest |z| = %.3g)",
-                      Count(far, "root").c_str(), kFarRoot, farthest);
+                      Count(reach.far, "root").c_str(), kFarRoot, reach.farthest);
         Text(cr, r.x + r.w / 2.0, noteY, buf, 10.0, 0.5, 1.0);
         noteY += 14.0;
     }
@@ -388,85 +420,134 @@ void DrawPoleZero(cairo_t* cr, const Rect& r, double titleX, const SectionRoots&
     }
 }
 
+// Unit circle, poles (x) and zeros (o) of the sections, on axes of one scale.
+// Roots beyond kFarRoot (none in a well-formed design, whose zeros lie on the
+// circle or at the origin) are drawn on the frame's edge in their direction.
+void DrawPoleZero(cairo_t* cr, const Rect& r, double titleX, const SectionRoots& roots,
+                  int sections) {
+    const RootReach reach = ReachOf(roots);
+    const double range = reach.far > 0 ? kFarRoot * kRootMargin
+                                       : std::max(kUnitCircleRange, reach.extent * kRootMargin);
+    const ZPlane z{r, Axis{-range, range}, range};
+    const double step = NiceStep(2.0 * range, 5);
+    DrawAxes(cr, r, z.a, z.a, "Real part", "Imaginary part", step, step);
+    cairo_save(cr);
+    DrawUnitCircle(cr, z);
+    DrawRoots(cr, z, roots);
+    cairo_restore(cr);
+    DrawPoleInset(cr, r, r.w / (2.0 * range), roots);
+    DrawPoleZeroNotes(cr, r, titleX, roots, sections, reach);
+}
+
+// Builds the mask of a design, band by band, from its options.
+struct MaskBuilder {
+    explicit MaskBuilder(const DesignSpec& spec)
+        : nyq(spec.fs / 2.0), f1(spec.f1), f2(spec.f2), f3(spec.f3), f4(spec.f4), band(spec.band) {}
+
+    SpecMask m;
+
+    // Kaiser with --transition W: pass edges f1 (and f2), stop edges t = W * fs/2 beyond.
+    void KaiserTransition(double t) {
+        if (band == BAND_LOWPASS) {
+            Pass(0, f1), Stop(f1 + t, nyq), Edge("f1", f1, "pass");
+        } else if (band == BAND_HIGHPASS) {
+            Stop(0, f1 - t), Pass(f1, nyq), Edge("f1", f1, "pass");
+        } else if (band == BAND_BANDPASS) {
+            Stop(0, f1 - t), Pass(f1, f2), Stop(f2 + t, nyq);
+            Edge("f1", f1, "pass"), Edge("f2", f2, "pass");
+        } else if (band == BAND_BANDSTOP) {
+            Pass(0, f1), Stop(f1 + t, f2 - t), Pass(f2, nyq);
+            Edge("f1", f1, "pass"), Edge("f2", f2, "pass");
+        }
+    }
+
+    // Kaiser from four edges, in the Kaiser design's order.
+    void KaiserEdges() {
+        if (band == BAND_LOWPASS) {
+            Pass(0, f1), Stop(f2, nyq), Edge("f1", f1, "pass"), Edge("f2", f2, "stop");
+        } else if (band == BAND_HIGHPASS) {
+            Stop(0, f2), Pass(f1, nyq), Edge("f2", f2, "stop"), Edge("f1", f1, "pass");
+        } else if (band == BAND_BANDPASS) {
+            Stop(0, f2), Pass(f1, f4), Stop(f3, nyq);
+            Edge("f2", f2, "stop"), Edge("f1", f1, "pass"), Edge("f4", f4, "pass"),
+                Edge("f3", f3, "stop");
+        } else if (band == BAND_BANDSTOP) {
+            Pass(0, f1), Stop(f2, f3), Pass(f4, nyq);
+            Edge("f1", f1, "pass"), Edge("f2", f2, "stop"), Edge("f3", f3, "stop"),
+                Edge("f4", f4, "pass");
+        }
+    }
+
+    void Iir() {
+        if (band == BAND_LOWPASS) {
+            Pass(0, f1), Stop(f2, nyq), Edge("f1", f1, "pass"), Edge("f2", f2, "stop");
+        } else if (band == BAND_HIGHPASS) {
+            Stop(0, f1), Pass(f2, nyq), Edge("f1", f1, "stop"), Edge("f2", f2, "pass");
+        } else if (band == BAND_BANDPASS) {
+            Stop(0, f1), Pass(f2, f3), Stop(f4, nyq);
+            Edge("f1", f1, "stop"), Edge("f2", f2, "pass"), Edge("f3", f3, "pass"),
+                Edge("f4", f4, "stop");
+        } else if (band == BAND_BANDSTOP) {
+            Pass(0, f1), Stop(f2, f3), Pass(f4, nyq);
+            Edge("f1", f1, "pass"), Edge("f2", f2, "stop"), Edge("f3", f3, "stop"),
+                Edge("f4", f4, "pass");
+        }
+    }
+
+    void WindowFir() {
+        if (band == BAND_LOWPASS) {
+            Pass(0, f1), Edge("f1", f1, "cut-off");
+        } else if (band == BAND_HIGHPASS) {
+            Pass(f1, nyq), Edge("f1", f1, "cut-off");
+        } else if (band == BAND_BANDPASS) {
+            Pass(f1, f2), Edge("f1", f1, "cut-off"), Edge("f2", f2, "cut-off");
+        } else if (band == BAND_BANDSTOP) {
+            Pass(0, f1), Pass(f2, nyq), Edge("f1", f1, "cut-off"), Edge("f2", f2, "cut-off");
+        }
+    }
+
+    void Pass(double lo, double hi) { m.bands.push_back({lo, hi, true}); }
+    void Stop(double lo, double hi) { m.bands.push_back({lo, hi, false}); }
+    void Edge(const char* name, double f, const char* role) {
+        m.edges.push_back({f, std::string(name) + " " + role + " " + Hz(f)});
+    }
+
+    const double nyq;
+    const double f1, f2, f3, f4;
+    const int band;
+};
+
 }  // namespace
 
 SpecMask MaskOf(const DesignSpec& spec) {
-    SpecMask m;
-    const double nyq = spec.fs / 2.0;
-    const double f1 = spec.f1, f2 = spec.f2, f3 = spec.f3, f4 = spec.f4;
-    auto pass = [&](double lo, double hi) { m.bands.push_back({lo, hi, true}); };
-    auto stop = [&](double lo, double hi) { m.bands.push_back({lo, hi, false}); };
-    auto edge = [&](const char* name, double f, const char* role) {
-        m.edges.push_back({f, std::string(name) + " " + role + " " + Hz(f)});
-    };
-    const int band = spec.band;
+    MaskBuilder b(spec);
     if (spec.kaiser) {
         const int atten = static_cast<int>(spec.atten);
-        m.attenDb = atten;
+        b.m.attenDb = atten;
         // The Kaiser window gives the same ripple in both bands.
-        m.rippleDb = 20.0 * std::log10(1.0 + std::pow(10.0, -atten / 20.0));
-        const double t = spec.transition * nyq;
+        b.m.rippleDb = 20.0 * std::log10(1.0 + std::pow(10.0, -atten / 20.0));
+        const double t = spec.transition * (spec.fs / 2.0);
         if (spec.transition > 0.0) {
-            if (band == BAND_LOWPASS) {
-                pass(0, f1), stop(f1 + t, nyq), edge("f1", f1, "pass");
-            } else if (band == BAND_HIGHPASS) {
-                stop(0, f1 - t), pass(f1, nyq), edge("f1", f1, "pass");
-            } else if (band == BAND_BANDPASS) {
-                stop(0, f1 - t), pass(f1, f2), stop(f2 + t, nyq);
-                edge("f1", f1, "pass"), edge("f2", f2, "pass");
-            } else if (band == BAND_BANDSTOP) {
-                pass(0, f1), stop(f1 + t, f2 - t), pass(f2, nyq);
-                edge("f1", f1, "pass"), edge("f2", f2, "pass");
-            }
-        } else if (band == BAND_LOWPASS) {
-            pass(0, f1), stop(f2, nyq), edge("f1", f1, "pass"), edge("f2", f2, "stop");
-        } else if (band == BAND_HIGHPASS) {
-            stop(0, f2), pass(f1, nyq), edge("f2", f2, "stop"), edge("f1", f1, "pass");
-        } else if (band == BAND_BANDPASS) {
-            stop(0, f2), pass(f1, f4), stop(f3, nyq);
-            edge("f2", f2, "stop"), edge("f1", f1, "pass"), edge("f4", f4, "pass"),
-                edge("f3", f3, "stop");
-        } else if (band == BAND_BANDSTOP) {
-            pass(0, f1), stop(f2, f3), pass(f4, nyq);
-            edge("f1", f1, "pass"), edge("f2", f2, "stop"), edge("f3", f3, "stop"),
-                edge("f4", f4, "pass");
+            b.KaiserTransition(t);
+        } else {
+            b.KaiserEdges();
         }
-        return m;
+        return b.m;
     }
     if (spec.method <= DM_CHEBYSHEV2) {
-        m.rippleDb = spec.ripple;
-        m.attenDb = spec.atten;
-        if (band == BAND_LOWPASS) {
-            pass(0, f1), stop(f2, nyq), edge("f1", f1, "pass"), edge("f2", f2, "stop");
-        } else if (band == BAND_HIGHPASS) {
-            stop(0, f1), pass(f2, nyq), edge("f1", f1, "stop"), edge("f2", f2, "pass");
-        } else if (band == BAND_BANDPASS) {
-            stop(0, f1), pass(f2, f3), stop(f4, nyq);
-            edge("f1", f1, "stop"), edge("f2", f2, "pass"), edge("f3", f3, "pass"),
-                edge("f4", f4, "stop");
-        } else if (band == BAND_BANDSTOP) {
-            pass(0, f1), stop(f2, f3), pass(f4, nyq);
-            edge("f1", f1, "pass"), edge("f2", f2, "stop"), edge("f3", f3, "stop"),
-                edge("f4", f4, "pass");
-        }
-        return m;
+        b.m.rippleDb = spec.ripple;
+        b.m.attenDb = spec.atten;
+        b.Iir();
+        return b.m;
     }
     if (spec.method == DM_WINDOW_FIR) {
-        if (band == BAND_LOWPASS) {
-            pass(0, f1), edge("f1", f1, "cut-off");
-        } else if (band == BAND_HIGHPASS) {
-            pass(f1, nyq), edge("f1", f1, "cut-off");
-        } else if (band == BAND_BANDPASS) {
-            pass(f1, f2), edge("f1", f1, "cut-off"), edge("f2", f2, "cut-off");
-        } else if (band == BAND_BANDSTOP) {
-            pass(0, f1), pass(f2, nyq), edge("f1", f1, "cut-off"), edge("f2", f2, "cut-off");
-        }
-        return m;
+        b.WindowFir();
+        return b.m;
     }
     if (spec.method == DM_AVERAGE && spec.taps > 0) {
-        pass(0, std::min(nyq, kAverageHalfPower * spec.fs / spec.taps));
+        b.Pass(0, std::min(spec.fs / 2.0, kAverageHalfPower * spec.fs / spec.taps));
     }
-    return m;
+    return b.m;
 }
 
 ResponseCurves EvaluateDesign(const std::vector<double>& num, const std::vector<double>& den,
