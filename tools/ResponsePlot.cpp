@@ -629,6 +629,151 @@ double AmplitudeDepth(const SpecMask& mask, const ResponsePlotOptions& options) 
     return kDepthWithoutStop;
 }
 
+namespace {
+
+// Where the panels go on the page.
+struct PageLayout {
+    Rect amp, zoom, delay, ph, pz;
+    double pzTitleX;
+    double height;
+};
+
+PageLayout LayoutPage(bool fromSections, bool poleZero) {
+    const double width = kPageWidth - kLeft - kRight;
+    const double half = (width - kColumnGap) / 2.0;
+    PageLayout p;
+    p.amp = Rect{kLeft, kTitle + (fromSections ? kNoteLine : 0.0), width, kAmplitudeHeight};
+    const double row2 = p.amp.y + p.amp.h + kRowGap;
+    p.zoom = Rect{kLeft, row2, half, kDetailHeight};
+    p.delay = Rect{kLeft + half + kColumnGap, row2, half, kDetailHeight};
+    // The bottom row holds the phase, beside the pole-zero diagram of the
+    // design's sections when it has them.
+    const double row3 = row2 + kDetailHeight + kRowGap;
+    p.ph =
+        poleZero ? Rect{kLeft, row3, half, kPoleZeroSide} : Rect{kLeft, row3, width, kPhaseHeight};
+    p.pz = Rect{kLeft + half + kColumnGap + (half - kPoleZeroSide) / 2.0, row3, kPoleZeroSide,
+                kPoleZeroSide};
+    p.pzTitleX = kLeft + half + kColumnGap;
+    p.height = p.ph.y + p.ph.h + kBottom + (poleZero ? kPoleZeroNotes : 0.0);
+    return p;
+}
+
+// Title and legend; for an unstable transfer function, a line saying that the
+// curves are those of its sections.
+void DrawHeading(cairo_t* cr, const std::string& title, const SpecMask& mask, bool fromSections,
+                 double poleRadius) {
+    Text(cr, kPageWidth / 2.0, 14.0, title, 14.0, 0.5, 1.0);
+    std::string legend = fromSections ? "blue: response of the second-order sections"
+                                      : "blue: response of the designed coefficients";
+    if (fromSections) {
+        Text(cr, kPageWidth / 2.0, 52.0,
+             "The transfer function B(z)/A(z) is unstable (pole radius " +
+                 std::to_string(poleRadius).substr(0, 8) +
+                 "): the curves show its second-order sections, which are what can run.",
+             11.0, 0.5, 1.0);
+    }
+    if (mask.rippleDb > 0.0 || mask.attenDb > 0.0) {
+        char buf[160];
+        std::snprintf(buf, sizeof buf,
+                      "; shaded: outside the specification (pass band within %.3g dB, stop band "
+                      "%g dB down)",
+                      mask.rippleDb, mask.attenDb);
+        legend += buf;
+    }
+    if (!mask.edges.empty()) {
+        legend += "; dashed: band edges";
+    }
+    Text(cr, kPageWidth / 2.0, 36.0, legend, 11.0, 0.5, 1.0);
+}
+
+// What every panel of the response plot draws from.
+struct ResponsePage {
+    cairo_t* cr;
+    const SpecMask& mask;
+    const ResponseCurves& c;
+    Axis fx;             // frequency axis of the full span
+    const char* fTitle;  // its title
+    double nyq;
+    double passTop;  // upper ripple bound (Kaiser) or 0 dB
+};
+
+void DrawAmplitudePanel(const ResponsePage& p, const Rect& amp, double depth, double top) {
+    const Axis ay{-depth, top};
+    DrawMask(p.cr, amp, p.fx, ay, p.mask, p.passTop, true);
+    DrawAxes(p.cr, amp, p.fx, ay, p.fTitle, "Amplitude (dB)");
+    DrawCurve(p.cr, amp, p.fx, ay, p.c.freq.data(), p.c.gainDb.data(), p.c.freq.size(), 0.0, 0.35,
+              0.75);
+    PanelTitle(p.cr, amp, "Amplitude");
+}
+
+// Pass-band zoom: the gain inside the pass bands and the ripple bound.
+// Returns the floor the group delay panel goes by where there are no pass
+// bands: 3 dB below the lowest gain shown.
+double DrawPassBandZoom(const ResponsePage& p, const Rect& zoom) {
+    const SpecMask& mask = p.mask;
+    const ResponseCurves& c = p.c;
+    const Axis zx = PassBandSpan(mask, p.nyq, p.fx);
+    double lo = 0.0;
+    double hi = 0.0;
+    const bool any = RangeWhere(
+        c.gainDb, [&](size_t i) { return InPassBand(mask, c.freq[i]); }, lo, hi);
+    if (!any) {
+        lo = -3.0, hi = 0.0;
+    }
+    if (mask.rippleDb > 0.0) {
+        lo = std::min(lo, -mask.rippleDb);
+        hi = std::max(hi, p.passTop);
+    }
+    const double span = std::max(hi - lo, 0.1);
+    const Axis zy{lo - 0.25 * span, hi + 0.25 * span};
+    DrawMask(p.cr, zoom, zx, zy, mask, p.passTop, false);
+    DrawAxes(p.cr, zoom, zx, zy, p.fTitle, "Amplitude (dB)");
+    DrawCurve(p.cr, zoom, zx, zy, c.freq.data(), c.gainDb.data(), c.freq.size(), 0.0, 0.35, 0.75);
+    PanelTitle(p.cr, zoom, "Pass band (zoom)");
+    return any ? lo - 3.0 : -3.0;
+}
+
+// Group delay over the pass bands (everywhere the gain is within 3 dB of
+// the pass band's lowest point when there is no pass band to go by).
+void DrawDelayPanel(const ResponsePage& p, const Rect& delay, const std::vector<double>& delayMs,
+                    double passFloor) {
+    const SpecMask& mask = p.mask;
+    const ResponseCurves& c = p.c;
+    double lo = 0.0;
+    double hi = 0.0;
+    if (!RangeWhere(
+            delayMs,
+            [&](size_t i) {
+                return mask.bands.empty() ? c.gainDb[i] >= passFloor : InPassBand(mask, c.freq[i]);
+            },
+            lo, hi)) {
+        RangeWhere(
+            delayMs, [](size_t) { return true; }, lo, hi);
+    }
+    const Axis dy = PaddedRange(lo, hi);
+    DrawMask(p.cr, delay, p.fx, Axis{0.0, 1.0}, SpecMask{{}, 0.0, 0.0, mask.edges}, 0.0, false);
+    DrawAxes(p.cr, delay, p.fx, dy, p.fTitle, "Group delay (ms)");
+    DrawCurve(p.cr, delay, p.fx, dy, c.freq.data(), delayMs.data(), c.freq.size(), 0.1, 0.55, 0.2);
+    PanelTitle(p.cr, delay, "Group delay (where the amplitude is on its axis)");
+}
+
+void DrawPhasePanel(const ResponsePage& p, const Rect& ph, const std::vector<double>& phase,
+                    bool poleZero) {
+    double lo = 0.0;
+    double hi = 0.0;
+    RangeWhere(
+        phase, [](size_t) { return true; }, lo, hi);
+    const Axis py = PaddedRange(lo, hi);
+    DrawMask(p.cr, ph, p.fx, Axis{0.0, 1.0}, SpecMask{{}, 0.0, 0.0, p.mask.edges}, 0.0, false);
+    DrawAxes(p.cr, ph, p.fx, py, p.fTitle, "Phase (rad)");
+    DrawCurve(p.cr, ph, p.fx, py, p.c.freq.data(), phase.data(), p.c.freq.size(), 0.8, 0.25, 0.0);
+    PanelTitle(p.cr, ph,
+               poleZero ? "Phase, unwrapped (where the amplitude is on its axis)"
+                        : "Phase, unwrapped (drawn where the amplitude is on its axis)");
+}
+
+}  // namespace
+
 void PlotDesignResponse(const std::string& path, const DesignSpec& spec,
                         const DesignOutcome& outcome, const ResponsePlotOptions& options,
                         const std::string& title) {
@@ -657,103 +802,20 @@ void PlotDesignResponse(const std::string& path, const DesignSpec& spec,
         delayMs[i] = visible ? c.delay[i] / spec.fs * 1000.0 : NAN;
     }
 
-    const double width = kPageWidth - kLeft - kRight;
-    const double half = (width - kColumnGap) / 2.0;
-    const Rect amp{kLeft, kTitle + (fromSections ? kNoteLine : 0.0), width, kAmplitudeHeight};
-    const double row2 = amp.y + amp.h + kRowGap;
-    const Rect zoom{kLeft, row2, half, kDetailHeight};
-    const Rect delay{kLeft + half + kColumnGap, row2, half, kDetailHeight};
-    // The bottom row holds the phase, beside the pole-zero diagram of the
-    // design's sections when it has them.
     const bool poleZero = outcome.SectionCount() > 0;
-    const double row3 = row2 + kDetailHeight + kRowGap;
-    const Rect ph =
-        poleZero ? Rect{kLeft, row3, half, kPoleZeroSide} : Rect{kLeft, row3, width, kPhaseHeight};
-    const Rect pz{kLeft + half + kColumnGap + (half - kPoleZeroSide) / 2.0, row3, kPoleZeroSide,
-                  kPoleZeroSide};
-    const double height = ph.y + ph.h + kBottom + (poleZero ? kPoleZeroNotes : 0.0);
-
-    Canvas canvas(path, kPageWidth, height);
+    const PageLayout page = LayoutPage(fromSections, poleZero);
+    Canvas canvas(path, kPageWidth, page.height);
     cairo_t* cr = canvas.Cr();
-    Text(cr, kPageWidth / 2.0, 14.0, title, 14.0, 0.5, 1.0);
-    std::string legend = fromSections ? "blue: response of the second-order sections"
-                                      : "blue: response of the designed coefficients";
-    if (fromSections) {
-        Text(cr, kPageWidth / 2.0, 52.0,
-             "The transfer function B(z)/A(z) is unstable (pole radius " +
-                 std::to_string(outcome.poleRadius).substr(0, 8) +
-                 "): the curves show its second-order sections, which are what can run.",
-             11.0, 0.5, 1.0);
-    }
-    if (mask.rippleDb > 0.0 || mask.attenDb > 0.0) {
-        char buf[160];
-        std::snprintf(buf, sizeof buf,
-                      "; shaded: outside the specification (pass band within %.3g dB, stop band "
-                      "%g dB down)",
-                      mask.rippleDb, mask.attenDb);
-        legend += buf;
-    }
-    if (!mask.edges.empty()) {
-        legend += "; dashed: band edges";
-    }
-    Text(cr, kPageWidth / 2.0, 36.0, legend, 11.0, 0.5, 1.0);
-
-    const Axis fx{options.logFreq ? lowest : 0.0, nyq, options.logFreq};
-    const Axis ay{-depth, top};
-    DrawMask(cr, amp, fx, ay, mask, passTop, true);
-    DrawAxes(cr, amp, fx, ay, fTitle, "Amplitude (dB)");
-    DrawCurve(cr, amp, fx, ay, c.freq.data(), c.gainDb.data(), n, 0.0, 0.35, 0.75);
-    PanelTitle(cr, amp, "Amplitude");
-
-    // Pass-band zoom: the gain inside the pass bands and the ripple bound.
-    const Axis zx = PassBandSpan(mask, nyq, fx);
-    double lo = 0.0;
-    double hi = 0.0;
-    const bool any = RangeWhere(
-        c.gainDb, [&](size_t i) { return InPassBand(mask, c.freq[i]); }, lo, hi);
-    if (!any) {
-        lo = -3.0, hi = 0.0;
-    }
-    if (mask.rippleDb > 0.0) {
-        lo = std::min(lo, -mask.rippleDb);
-        hi = std::max(hi, passTop);
-    }
-    const double span = std::max(hi - lo, 0.1);
-    const Axis zy{lo - 0.25 * span, hi + 0.25 * span};
-    DrawMask(cr, zoom, zx, zy, mask, passTop, false);
-    DrawAxes(cr, zoom, zx, zy, fTitle, "Amplitude (dB)");
-    DrawCurve(cr, zoom, zx, zy, c.freq.data(), c.gainDb.data(), n, 0.0, 0.35, 0.75);
-    PanelTitle(cr, zoom, "Pass band (zoom)");
-
-    // Group delay over the pass bands (everywhere the gain is within 3 dB of
-    // the pass band's lowest point when there is no pass band to go by).
-    const double passFloor = any ? lo - 3.0 : -3.0;
-    if (!RangeWhere(
-            delayMs,
-            [&](size_t i) {
-                return mask.bands.empty() ? c.gainDb[i] >= passFloor : InPassBand(mask, c.freq[i]);
-            },
-            lo, hi)) {
-        RangeWhere(
-            delayMs, [](size_t) { return true; }, lo, hi);
-    }
-    const Axis dy = PaddedRange(lo, hi);
-    DrawMask(cr, delay, fx, Axis{0.0, 1.0}, SpecMask{{}, 0.0, 0.0, mask.edges}, 0.0, false);
-    DrawAxes(cr, delay, fx, dy, fTitle, "Group delay (ms)");
-    DrawCurve(cr, delay, fx, dy, c.freq.data(), delayMs.data(), n, 0.1, 0.55, 0.2);
-    PanelTitle(cr, delay, "Group delay (where the amplitude is on its axis)");
-
-    RangeWhere(
-        phase, [](size_t) { return true; }, lo, hi);
-    const Axis py = PaddedRange(lo, hi);
-    DrawMask(cr, ph, fx, Axis{0.0, 1.0}, SpecMask{{}, 0.0, 0.0, mask.edges}, 0.0, false);
-    DrawAxes(cr, ph, fx, py, fTitle, "Phase (rad)");
-    DrawCurve(cr, ph, fx, py, c.freq.data(), phase.data(), n, 0.8, 0.25, 0.0);
-    PanelTitle(cr, ph,
-               poleZero ? "Phase, unwrapped (where the amplitude is on its axis)"
-                        : "Phase, unwrapped (drawn where the amplitude is on its axis)");
+    DrawHeading(cr, title, mask, fromSections, outcome.poleRadius);
+    const ResponsePage p{
+        cr,     mask, c,      Axis{options.logFreq ? lowest : 0.0, nyq, options.logFreq},
+        fTitle, nyq,  passTop};
+    DrawAmplitudePanel(p, page.amp, depth, top);
+    const double passFloor = DrawPassBandZoom(p, page.zoom);
+    DrawDelayPanel(p, page.delay, delayMs, passFloor);
+    DrawPhasePanel(p, page.ph, phase, poleZero);
     if (poleZero) {
-        DrawPoleZero(cr, pz, kLeft + half + kColumnGap, outcome.roots, outcome.SectionCount());
+        DrawPoleZero(cr, page.pz, page.pzTitleX, outcome.roots, outcome.SectionCount());
     }
     canvas.Finish();
 }
