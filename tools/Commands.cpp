@@ -171,147 +171,163 @@ void Report(const StreamOptions& o, const StreamResult& r) {
     }
 }
 
-int Run(int argc, char** argv) {
-    CLI::App app{
-        "rzfilter: design digital filters, look at their response, and run recordings "
-        "through them.\nWithout a command it designs the default specification, filters a "
-        "built-in test signal and writes plots."};
-    app.footer(kMainFooter);
-    std::string outDir = "rzfilter-out";
-    app.add_option("-o,--out-dir", outDir, "where the default run writes its files")
-        ->capture_default_str();
-    app.require_subcommand(0, 1);
-
-    // design / kaiser
-    DesignArgs designArgs;
-    std::string designDir = "rzfilter-out";
-    std::string designName = "response";
+// Options of 'design' and 'kaiser'; the two commands share them.
+struct DesignCommand {
+    DesignArgs args;
+    std::string dir = "rzfilter-out";
+    std::string name = "response";
     bool json = false;
     bool png = false;
     bool noFiles = false;
     double dbRange = 0.0;
     bool logFreq = false;
-    auto addDesignOutputs = [&](CLI::App* cmd) {
-        cmd->add_option("-o,--out-dir", designDir, "directory of the response files")
-            ->capture_default_str();
-        cmd->add_option("--name", designName, "base name of the response files")
-            ->capture_default_str();
-        cmd->add_flag("--png", png, "also write a PNG plot");
-        cmd->add_option("--db-range", dbRange,
-                        "depth of the plots' amplitude axis in dB (default: the stop-band "
-                        "attenuation plus 20 dB, or 100 dB)");
-        cmd->add_flag("--log-freq", logFreq, "plot against a logarithmic frequency axis");
-        cmd->add_flag("--no-files", noFiles, "print the outcome only");
-        cmd->add_flag("--json", json, "print the outcome as JSON");
-        cmd->footer(std::string(kDesignerEdges) + kKaiserEdges);
-    };
-    CLI::App* design = app.add_subcommand(
-        "design", "design a filter, print it and write its response (CSV, SVG, PNG)");
-    AddMethodOption(design, designArgs, true);
-    AddEdgeOptions(design, designArgs);
-    AddDesignerOptions(design, designArgs);
-    AddKaiserOptions(design, designArgs, false);
-    addDesignOutputs(design);
-    CLI::App* kaiser = app.add_subcommand(
-        "kaiser", "Kaiser-window FIR design of the per-sample engine (same as design -m kaiser)");
-    AddEdgeOptions(kaiser, designArgs);
-    AddKaiserOptions(kaiser, designArgs, true);
-    addDesignOutputs(kaiser);
-    kaiser->footer(std::string("\nBand edges f1..f4 (Hz) by band type:\n") + kKaiserEdges);
+    CLI::App* design = nullptr;
+    CLI::App* kaiser = nullptr;
+};
 
-    // filter
-    DesignArgs filterArgs;
-    StreamOptions filterOpt;
-    CLI::App* filter =
-        app.add_subcommand("filter", "run a recording through the designed filter, per channel");
-    AddStreamOptions(filter, filterOpt, kSelectHelp);
-    AddMethodOption(filter, filterArgs, false);
-    AddEdgeOptions(filter, filterArgs);
-    AddDesignerOptions(filter, filterArgs);
-    bool filterSections = false;
-    filter->add_flag("--sections", filterSections,
-                     "run IIR designs as cascaded second-order sections; needed where the single "
-                     "transfer function is unstable (its pole radius is 1 or more)");
-    filter->footer(std::string(kDesignerEdges) + kSectionsNote);
+struct FilterCommand {
+    DesignArgs args;
+    StreamOptions opt;
+    bool sections = false;
+    CLI::App* cmd = nullptr;
+};
 
-    // bessel
-    StreamOptions besselOpt;
-    double besselFs = 0.0;
+struct BesselCommand {
+    StreamOptions opt;
+    double fs = 0.0;
     int cutoff = 0;
-    CLI::App* bessel =
-        app.add_subcommand("bessel", "low-pass a recording with the fixed Bessel sections");
-    AddStreamOptions(bessel, besselOpt, kSelectHelp);
-    bessel->add_option("--fs", besselFs, "sampling frequency (Hz)")->required();
-    bessel->add_option("--cutoff", cutoff, "cut-off frequency (Hz)")->required();
-    bessel->footer(
-        "\nThe library holds second-order sections for fixed (cut-off, rate) pairs only; a "
-        "pair it lacks is refused with the list of those it has.\n");
+    CLI::App* cmd = nullptr;
+};
 
-    // decimate
-    StreamOptions decimOpt;
+struct DecimateCommand {
+    StreamOptions opt;
     int ratio = 0;
     bool keepStart = false;
-    CLI::App* decimate = app.add_subcommand(
+    CLI::App* cmd = nullptr;
+};
+
+struct IntegrateCommand {
+    StreamOptions opt;
+    double fs = 0.0;
+    CLI::App* cmd = nullptr;
+};
+
+void AddDesignOutputs(CLI::App* cmd, DesignCommand& d) {
+    cmd->add_option("-o,--out-dir", d.dir, "directory of the response files")
+        ->capture_default_str();
+    cmd->add_option("--name", d.name, "base name of the response files")->capture_default_str();
+    cmd->add_flag("--png", d.png, "also write a PNG plot");
+    cmd->add_option("--db-range", d.dbRange,
+                    "depth of the plots' amplitude axis in dB (default: the stop-band "
+                    "attenuation plus 20 dB, or 100 dB)");
+    cmd->add_flag("--log-freq", d.logFreq, "plot against a logarithmic frequency axis");
+    cmd->add_flag("--no-files", d.noFiles, "print the outcome only");
+    cmd->add_flag("--json", d.json, "print the outcome as JSON");
+    cmd->footer(std::string(kDesignerEdges) + kKaiserEdges);
+}
+
+void AddDesignCommands(CLI::App& app, DesignCommand& d) {
+    d.design = app.add_subcommand(
+        "design", "design a filter, print it and write its response (CSV, SVG, PNG)");
+    AddMethodOption(d.design, d.args, true);
+    AddEdgeOptions(d.design, d.args);
+    AddDesignerOptions(d.design, d.args);
+    AddKaiserOptions(d.design, d.args, false);
+    AddDesignOutputs(d.design, d);
+    d.kaiser = app.add_subcommand(
+        "kaiser", "Kaiser-window FIR design of the per-sample engine (same as design -m kaiser)");
+    AddEdgeOptions(d.kaiser, d.args);
+    AddKaiserOptions(d.kaiser, d.args, true);
+    AddDesignOutputs(d.kaiser, d);
+    d.kaiser->footer(std::string("\nBand edges f1..f4 (Hz) by band type:\n") + kKaiserEdges);
+}
+
+void AddFilterCommand(CLI::App& app, FilterCommand& f) {
+    f.cmd =
+        app.add_subcommand("filter", "run a recording through the designed filter, per channel");
+    AddStreamOptions(f.cmd, f.opt, kSelectHelp);
+    AddMethodOption(f.cmd, f.args, false);
+    AddEdgeOptions(f.cmd, f.args);
+    AddDesignerOptions(f.cmd, f.args);
+    f.cmd->add_flag("--sections", f.sections,
+                    "run IIR designs as cascaded second-order sections; needed where the single "
+                    "transfer function is unstable (its pole radius is 1 or more)");
+    f.cmd->footer(std::string(kDesignerEdges) + kSectionsNote);
+}
+
+void AddBesselCommand(CLI::App& app, BesselCommand& b) {
+    b.cmd = app.add_subcommand("bessel", "low-pass a recording with the fixed Bessel sections");
+    AddStreamOptions(b.cmd, b.opt, kSelectHelp);
+    b.cmd->add_option("--fs", b.fs, "sampling frequency (Hz)")->required();
+    b.cmd->add_option("--cutoff", b.cutoff, "cut-off frequency (Hz)")->required();
+    b.cmd->footer(
+        "\nThe library holds second-order sections for fixed (cut-off, rate) pairs only; a "
+        "pair it lacks is refused with the list of those it has.\n");
+}
+
+void AddDecimateCommand(CLI::App& app, DecimateCommand& d) {
+    d.cmd = app.add_subcommand(
         "decimate", "lower the sampling rate by 2, 5, 10, 20, 50, 100, 200, 500 or 1000");
-    AddStreamOptions(decimate, decimOpt,
+    AddStreamOptions(d.cmd, d.opt,
                      "channels to decimate, numbered from 0 (default: all); only these are "
                      "written");
-    decimate->add_option("-r,--ratio", ratio, "decimation ratio")->required();
-    decimate->add_flag("--keep-start", keepStart,
-                       "keep the start-up span of the output (dropped by default)");
-    decimate->footer(
+    d.cmd->add_option("-r,--ratio", d.ratio, "decimation ratio")->required();
+    d.cmd->add_flag("--keep-start", d.keepStart,
+                    "keep the start-up span of the output (dropped by default)");
+    d.cmd->footer(
         "\nThe decimator's filters need a start-up span before their output is valid; it is "
         "dropped\nunless --keep-start is given. The run reports the span and which input frame "
         "each\noutput frame lines up with.");
+}
 
-    // integrate
-    StreamOptions integOpt;
-    double integFs = 0.0;
-    CLI::App* integrate =
+void AddIntegrateCommand(CLI::App& app, IntegrateCommand& i) {
+    i.cmd =
         app.add_subcommand("integrate", "replace channels by their running (trapezoid) integral");
-    AddStreamOptions(integrate, integOpt, kSelectHelp);
-    integrate->add_option("--fs", integFs, "sampling frequency (Hz)")->required();
+    AddStreamOptions(i.cmd, i.opt, kSelectHelp);
+    i.cmd->add_option("--fs", i.fs, "sampling frequency (Hz)")->required();
+}
 
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& e) {
-        // Help and version requests succeed; every parse failure is a usage error.
-        return app.exit(e) == 0 ? kExitOk : kExitUsage;
+int RunDesign(const DesignCommand& d) {
+    const DesignSpec spec = Finish(d.args, d.kaiser->parsed());
+    DesignFiles files;
+    files.dbRange = d.dbRange;
+    files.logFreq = d.logFreq;
+    if (d.dbRange < 0.0) {
+        throw ToolError("--db-range must be above 0 dB", kExitUsage);
     }
+    if (!d.noFiles) {
+        EnsureDirectory(d.dir);
+        files.csv = JoinPath(d.dir, d.name + ".csv");
+        files.svg = JoinPath(d.dir, d.name + ".svg");
+        if (d.png) {
+            files.png = JoinPath(d.dir, d.name + ".png");
+        }
+    }
+    return RunDesignCommand(spec, files, d.json);
+}
 
+// The command that was parsed, run; a failure becomes a message and an exit code.
+int Dispatch(const DesignCommand& design, const FilterCommand& filter, const BesselCommand& bessel,
+             const DecimateCommand& decimate, const IntegrateCommand& integrate,
+             const std::string& outDir) {
     try {
-        if (design->parsed() || kaiser->parsed()) {
-            const DesignSpec spec = Finish(designArgs, kaiser->parsed());
-            DesignFiles files;
-            files.dbRange = dbRange;
-            files.logFreq = logFreq;
-            if (dbRange < 0.0) {
-                throw ToolError("--db-range must be above 0 dB", kExitUsage);
-            }
-            if (!noFiles) {
-                EnsureDirectory(designDir);
-                files.csv = JoinPath(designDir, designName + ".csv");
-                files.svg = JoinPath(designDir, designName + ".svg");
-                if (png) {
-                    files.png = JoinPath(designDir, designName + ".png");
-                }
-            }
-            return RunDesignCommand(spec, files, json);
+        if (design.design->parsed() || design.kaiser->parsed()) {
+            return RunDesign(design);
         }
-        if (filter->parsed()) {
-            Report(filterOpt, RunFilter(filterOpt, Finish(filterArgs, false), filterSections));
+        if (filter.cmd->parsed()) {
+            Report(filter.opt, RunFilter(filter.opt, Finish(filter.args, false), filter.sections));
             return kExitOk;
         }
-        if (bessel->parsed()) {
-            Report(besselOpt, RunBessel(besselOpt, besselFs, cutoff));
+        if (bessel.cmd->parsed()) {
+            Report(bessel.opt, RunBessel(bessel.opt, bessel.fs, bessel.cutoff));
             return kExitOk;
         }
-        if (decimate->parsed()) {
-            Report(decimOpt, RunDecimate(decimOpt, ratio, keepStart));
+        if (decimate.cmd->parsed()) {
+            Report(decimate.opt, RunDecimate(decimate.opt, decimate.ratio, decimate.keepStart));
             return kExitOk;
         }
-        if (integrate->parsed()) {
-            Report(integOpt, RunIntegrate(integOpt, integFs));
+        if (integrate.cmd->parsed()) {
+            Report(integrate.opt, RunIntegrate(integrate.opt, integrate.fs));
             return kExitOk;
         }
         return RunDefault(outDir);
@@ -324,6 +340,36 @@ int Run(int argc, char** argv) {
         std::fprintf(stderr, "rzfilter: internal error: %s\n", e.what());
         return kExitInternal;
     }
+}
+
+int Run(int argc, char** argv) {
+    CLI::App app{
+        "rzfilter: design digital filters, look at their response, and run recordings "
+        "through them.\nWithout a command it designs the default specification, filters a "
+        "built-in test signal and writes plots."};
+    app.footer(kMainFooter);
+    std::string outDir = "rzfilter-out";
+    app.add_option("-o,--out-dir", outDir, "where the default run writes its files")
+        ->capture_default_str();
+    app.require_subcommand(0, 1);
+    DesignCommand design;
+    FilterCommand filter;
+    BesselCommand bessel;
+    DecimateCommand decimate;
+    IntegrateCommand integrate;
+    AddDesignCommands(app, design);
+    AddFilterCommand(app, filter);
+    AddBesselCommand(app, bessel);
+    AddDecimateCommand(app, decimate);
+    AddIntegrateCommand(app, integrate);
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& e) {
+        // Help and version requests succeed; every parse failure is a usage error.
+        return app.exit(e) == 0 ? kExitOk : kExitUsage;
+    }
+    return Dispatch(design, filter, bessel, decimate, integrate, outDir);
 }
 
 }  // namespace

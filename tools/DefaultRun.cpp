@@ -50,19 +50,13 @@ std::vector<float> ReadAll(const std::string& path, size_t frames) {
     return out;
 }
 
-}  // namespace
-
-int RunDefault(const std::string& outDir) {
-    EnsureDirectory(outDir);
-    DesignSpec spec = DesignSpec::LibraryDefaults();
-    std::printf("rzfilter: no command given; running the default specification.\n\n");
-
+// The default specification's design. The default edges are too close for a
+// Butterworth low-pass within the designer's order limit; Chebyshev type I
+// meets the same specification at a lower order, and is used instead.
+DesignOutcome DesignDefault(DesignSpec& spec) {
     DesignOutcome outcome = DesignWithLibrary(spec);
     PrintDesignSummary(spec, outcome);
     if (outcome.accepted && !outcome.stable && spec.method == DM_BUTTERWORTH) {
-        // The default edges are too close for a Butterworth low-pass within
-        // the designer's order limit; Chebyshev type I meets the same
-        // specification at a lower order.
         spec.method = DM_CHEBYSHEV1;
         std::printf(
             "\nThe Butterworth order needed exceeds the designer's limit; the same "
@@ -70,6 +64,59 @@ int RunDefault(const std::string& outDir) {
         outcome = DesignWithLibrary(spec);
         PrintDesignSummary(spec, outcome);
     }
+    return outcome;
+}
+
+// Files the built-in recording's run wrote, and what it did.
+struct SignalRun {
+    std::string inPath;
+    std::string outPath;
+    std::string svg;
+    std::string png;
+    StreamResult result;
+};
+
+// Writes the built-in recording, runs it through the same path as 'rzfilter
+// filter', and plots its start before and after.
+SignalRun FilterTestSignal(const std::string& outDir, const DesignSpec& spec) {
+    SignalRun run;
+    const size_t frames = static_cast<size_t>(spec.fs * kSignalSeconds);
+    const std::vector<float> signal = TestSignal(spec.fs, frames);
+    run.inPath = JoinPath(outDir, "signal-in.csv");
+    run.outPath = JoinPath(outDir, "signal-out.csv");
+    {
+        OutputFile in(run.inPath);
+        FrameWriter writer(in, SampleFormat::Csv, kSignalChannels, "ch0,ch1,ch2");
+        writer.Write(reinterpret_cast<const char*>(signal.data()), frames);
+        in.Commit();
+    }
+    StreamOptions opt;
+    opt.input = run.inPath;
+    opt.output = run.outPath;
+    opt.format = "csv";
+    opt.blockFrames = kBlockFrames;
+    run.result = RunFilter(opt, spec, false);
+
+    const size_t plotFrames = static_cast<size_t>(spec.fs * kPlotSeconds);
+    const std::vector<float> before(signal.begin(), signal.begin() + plotFrames * kSignalChannels);
+    const std::vector<float> after = ReadAll(run.outPath, plotFrames);
+    const std::string plotTitle = "Built-in test signal through the default filter (first " +
+                                  std::to_string(kPlotSeconds).substr(0, 3) + " s)";
+    run.svg = JoinPath(outDir, "signal.svg");
+    run.png = JoinPath(outDir, "signal.png");
+    PlotSignals(run.svg, before, after, kSignalChannels, spec.fs, plotTitle);
+    PlotSignals(run.png, before, after, kSignalChannels, spec.fs, plotTitle);
+    return run;
+}
+
+}  // namespace
+
+int RunDefault(const std::string& outDir) {
+    EnsureDirectory(outDir);
+    DesignSpec spec = DesignSpec::LibraryDefaults();
+    std::printf("rzfilter: no command given; running the default specification.\n\n");
+
+    const DesignOutcome outcome = DesignDefault(spec);
     if (!outcome.accepted || !outcome.stable) {
         std::fflush(stdout);
         std::fprintf(stderr, "rzfilter: the default specification was refused: %s\n",
@@ -79,40 +126,15 @@ int RunDefault(const std::string& outDir) {
     DesignFiles files{JoinPath(outDir, "response.csv"), JoinPath(outDir, "response.svg"),
                       JoinPath(outDir, "response.png")};
     WriteDesignFiles(spec, outcome, files);
-
-    // The built-in recording goes through the same path as 'rzfilter filter'.
-    const size_t frames = static_cast<size_t>(spec.fs * kSignalSeconds);
-    const std::vector<float> signal = TestSignal(spec.fs, frames);
-    const std::string inPath = JoinPath(outDir, "signal-in.csv");
-    const std::string outPath = JoinPath(outDir, "signal-out.csv");
-    {
-        OutputFile in(inPath);
-        FrameWriter writer(in, SampleFormat::Csv, kSignalChannels, "ch0,ch1,ch2");
-        writer.Write(reinterpret_cast<const char*>(signal.data()), frames);
-        in.Commit();
-    }
-    StreamOptions opt;
-    opt.input = inPath;
-    opt.output = outPath;
-    opt.format = "csv";
-    opt.blockFrames = kBlockFrames;
-    const StreamResult result = RunFilter(opt, spec, false);
-
-    const size_t plotFrames = static_cast<size_t>(spec.fs * kPlotSeconds);
-    const std::vector<float> before(signal.begin(), signal.begin() + plotFrames * kSignalChannels);
-    const std::vector<float> after = ReadAll(outPath, plotFrames);
-    const std::string plotTitle = "Built-in test signal through the default filter (first " +
-                                  std::to_string(kPlotSeconds).substr(0, 3) + " s)";
-    const std::string svg = JoinPath(outDir, "signal.svg");
-    const std::string png = JoinPath(outDir, "signal.png");
-    PlotSignals(svg, before, after, kSignalChannels, spec.fs, plotTitle);
-    PlotSignals(png, before, after, kSignalChannels, spec.fs, plotTitle);
+    const SignalRun run = FilterTestSignal(outDir, spec);
 
     std::printf("\nFiltered %llu frames of %d channels in blocks of %d frames.\n",
-                static_cast<unsigned long long>(result.framesIn), result.channels, kBlockFrames);
+                static_cast<unsigned long long>(run.result.framesIn), run.result.channels,
+                kBlockFrames);
     std::printf("Files written to %s:\n",
                 std::filesystem::absolute(outDir).lexically_normal().string().c_str());
-    for (const std::string& p : {files.csv, files.svg, files.png, inPath, outPath, svg, png}) {
+    for (const std::string& p :
+         {files.csv, files.svg, files.png, run.inPath, run.outPath, run.svg, run.png}) {
         std::printf("  %s\n", std::filesystem::path(p).filename().string().c_str());
     }
     std::printf(

@@ -86,6 +86,52 @@ void DesignKaiser(const DesignSpec& spec, DesignOutcome& out) {
     out.response = FirResponse(out.numerator, kKaiserTapScale, spec.fs, kResponsePoints);
 }
 
+// The coefficients of an accepted design: IIR transfer function and
+// sections, window FIR taps (with a word where the tap count was changed), or
+// the moving average's taps.
+void CopyCoefficients(const DesignSpec& spec, FilterUser& user, ClassicFilter& filter,
+                      DesignOutcome& out) {
+    if (spec.method <= DM_CHEBYSHEV2) {
+        out.order = user.m_nIIROrder;
+        out.numerator = CopyArray(filter.GetNumerator(), out.order + 1);
+        out.denominator = CopyArray(filter.GetDenominator(), out.order + 1);
+        out.sections = CopyArray(user.GetSections(), user.GetSectionCount() * kSectionWidth);
+        out.roots = RootsOfSections(out.sections);
+    } else if (spec.method == DM_WINDOW_FIR) {
+        out.order = filter.m_nLength;
+        out.numerator = CopyArray(filter.GetNumerator(), out.order);
+        if (out.order != spec.taps) {
+            out.warnings.push_back(
+                "the window design uses an odd tap count: " + std::to_string(spec.taps) +
+                " taps requested, " + std::to_string(out.order) + " designed");
+        }
+    } else {
+        out.order = filter.GetCoefCount();
+        out.numerator = CopyArray(filter.GetNumerator(), out.order);
+    }
+}
+
+// The library's response of the design, or for the moving average, which has
+// none of its own, the response of its taps.
+void CopyResponse(const DesignSpec& spec, FilterUser& user, ClassicFilter& filter,
+                  DesignOutcome& out) {
+    if (filter.m_pAmplitude != nullptr && filter.m_pFreqAxis != nullptr &&
+        filter.m_pPhase != nullptr && filter.m_nRespCount > 0) {
+        user.getUnwrapedPhase();
+        user.GetMaxMin();
+        const int n = filter.m_nRespCount;
+        out.response.freq = CopyArray(filter.m_pFreqAxis, n);
+        out.response.ampDb = CopyArray(filter.m_pAmplitude, n);
+        out.response.phase = CopyArray(filter.m_pPhase, n);
+        out.response.axisMaxFreq = user.m_dMaxValue;
+        out.response.axisMinDb = user.m_dMinValue;
+        out.response.fromLibrary = true;
+    } else if (out.denominator.empty() && !out.numerator.empty()) {
+        // The moving average has no response of its own.
+        out.response = FirResponse(out.numerator, 1.0, spec.fs, kResponsePoints);
+    }
+}
+
 }  // namespace
 
 DesignSpec DesignSpec::LibraryDefaults() {
@@ -188,39 +234,8 @@ DesignOutcome DesignWithLibrary(const DesignSpec& spec) {
         return out;
     }
     out.poleRadius = user.GetPoleRadius();
-    if (spec.method <= DM_CHEBYSHEV2) {
-        out.order = user.m_nIIROrder;
-        out.numerator = CopyArray(filter->GetNumerator(), out.order + 1);
-        out.denominator = CopyArray(filter->GetDenominator(), out.order + 1);
-        out.sections = CopyArray(user.GetSections(), user.GetSectionCount() * kSectionWidth);
-        out.roots = RootsOfSections(out.sections);
-    } else if (spec.method == DM_WINDOW_FIR) {
-        out.order = filter->m_nLength;
-        out.numerator = CopyArray(filter->GetNumerator(), out.order);
-        if (out.order != spec.taps) {
-            out.warnings.push_back(
-                "the window design uses an odd tap count: " + std::to_string(spec.taps) +
-                " taps requested, " + std::to_string(out.order) + " designed");
-        }
-    } else {
-        out.order = filter->GetCoefCount();
-        out.numerator = CopyArray(filter->GetNumerator(), out.order);
-    }
-    if (filter->m_pAmplitude != nullptr && filter->m_pFreqAxis != nullptr &&
-        filter->m_pPhase != nullptr && filter->m_nRespCount > 0) {
-        user.getUnwrapedPhase();
-        user.GetMaxMin();
-        const int n = filter->m_nRespCount;
-        out.response.freq = CopyArray(filter->m_pFreqAxis, n);
-        out.response.ampDb = CopyArray(filter->m_pAmplitude, n);
-        out.response.phase = CopyArray(filter->m_pPhase, n);
-        out.response.axisMaxFreq = user.m_dMaxValue;
-        out.response.axisMinDb = user.m_dMinValue;
-        out.response.fromLibrary = true;
-    } else if (out.denominator.empty() && !out.numerator.empty()) {
-        // The moving average has no response of its own.
-        out.response = FirResponse(out.numerator, 1.0, spec.fs, kResponsePoints);
-    }
+    CopyCoefficients(spec, user, *filter, out);
+    CopyResponse(spec, user, *filter, out);
     if (out.numerator.empty()) {
         out.stable = false;
         out.message = "the library returned no coefficients";
@@ -288,8 +303,7 @@ std::string SpecLine(const DesignSpec& spec) {
     return line;
 }
 
-nlohmann::json OutcomeJson(const DesignSpec& spec, const DesignOutcome& o,
-                           const DesignFiles& files) {
+nlohmann::json SpecJson(const DesignSpec& spec) {
     nlohmann::json j;
     j["method"] = MethodName(spec);
     j["band"] = BandName(spec.band);
@@ -300,31 +314,59 @@ nlohmann::json OutcomeJson(const DesignSpec& spec, const DesignOutcome& o,
     j["attenuation_db"] = spec.atten;
     j["taps_requested"] = spec.taps;
     j["window"] = WindowName(spec.window);
+    return j;
+}
+
+nlohmann::json SectionRows(const DesignOutcome& o) {
+    nlohmann::json rows = nlohmann::json::array();
+    for (int k = 0; k < o.SectionCount(); ++k) {
+        rows.push_back(std::vector<double>(o.sections.begin() + k * kSectionWidth,
+                                           o.sections.begin() + (k + 1) * kSectionWidth));
+    }
+    return rows;
+}
+
+// [re, im] pairs.
+nlohmann::json Points(const std::vector<std::complex<double>>& values) {
+    nlohmann::json list = nlohmann::json::array();
+    for (const std::complex<double>& v : values) {
+        list.push_back({v.real(), v.imag()});
+    }
+    return list;
+}
+
+// Files are written only when there is a response to show.
+nlohmann::json FilesJson(const DesignOutcome& o, const DesignFiles& files) {
+    nlohmann::json fj = nlohmann::json::object();
+    if (!o.response.freq.empty()) {
+        for (const auto& [key, path] :
+             {std::pair<const char*, const std::string*>{"csv", &files.csv},
+              {"svg", &files.svg},
+              {"png", &files.png}}) {
+            if (!path->empty()) {
+                fj[key] = *path;
+            }
+        }
+    }
+    return fj;
+}
+
+nlohmann::json OutcomeJson(const DesignSpec& spec, const DesignOutcome& o,
+                           const DesignFiles& files) {
+    nlohmann::json j = SpecJson(spec);
     j["accepted"] = o.accepted;
     j["stable"] = o.stable;
     j["message"] = o.message;
     j["message_en"] = o.gloss;
     j["warnings"] = o.warnings;
     j["pole_radius"] = o.poleRadius;
-    nlohmann::json rows = nlohmann::json::array();
-    for (int k = 0; k < o.SectionCount(); ++k) {
-        rows.push_back(std::vector<double>(o.sections.begin() + k * kSectionWidth,
-                                           o.sections.begin() + (k + 1) * kSectionWidth));
-    }
-    j["sections"] = rows;
+    j["sections"] = SectionRows(o);
     if (o.accepted && o.stable) {
         j["transfer_function_stable"] = !o.TransferFunctionUnstable();
         j["explanation"] = UnstableExplanation(o);
-        auto points = [](const std::vector<std::complex<double>>& values) {
-            nlohmann::json list = nlohmann::json::array();
-            for (const std::complex<double>& v : values) {
-                list.push_back({v.real(), v.imag()});
-            }
-            return list;
-        };
         j["section_pole_radius"] = LargestMagnitude(o.roots.poles);
-        j["poles"] = points(o.roots.poles);
-        j["zeros"] = points(o.roots.zeros);
+        j["poles"] = Points(o.roots.poles);
+        j["zeros"] = Points(o.roots.zeros);
         j["zeros_at_infinity"] = o.roots.zerosAtInfinity;
         j["order"] = o.order;
         j["numerator"] = o.numerator;
@@ -334,19 +376,7 @@ nlohmann::json OutcomeJson(const DesignSpec& spec, const DesignOutcome& o,
                          {"from_library", o.response.fromLibrary},
                          {"axis_max_frequency_hz", o.response.axisMaxFreq},
                          {"axis_min_amplitude_db", o.response.axisMinDb}};
-        nlohmann::json fj = nlohmann::json::object();
-        // Files are written only when there is a response to show.
-        if (!o.response.freq.empty()) {
-            for (const auto& [key, path] :
-                 {std::pair<const char*, const std::string*>{"csv", &files.csv},
-                  {"svg", &files.svg},
-                  {"png", &files.png}}) {
-                if (!path->empty()) {
-                    fj[key] = *path;
-                }
-            }
-        }
-        j["files"] = fj;
+        j["files"] = FilesJson(o, files);
     }
     return j;
 }

@@ -222,13 +222,18 @@ void DrawPoleMark(cairo_t* cr, double x, double y, int count) {
     }
 }
 
+// The magnified view around the outermost pole: its centre and half-width.
+struct InsetView {
+    std::complex<double> centre;
+    double half;
+};
+
 // Low cut-offs put several poles within a marker's width of each other near
-// z = 1. Then a magnified view around the outermost pole goes in the panel's
-// upper left corner (grey frame, same markers, the unit circle's arc).
-void DrawPoleInset(cairo_t* cr, const Rect& panel, double pixelsPerUnit,
-                   const SectionRoots& roots) {
+// z = 1. Then the poles near the outermost one are shown magnified; false when
+// they do not overlap on the main scale.
+bool FindInset(const SectionRoots& roots, double pixelsPerUnit, InsetView& view) {
     if (roots.poles.empty()) {
-        return;
+        return false;
     }
     std::complex<double> outer = roots.poles.front();
     for (const std::complex<double>& p : roots.poles) {
@@ -255,18 +260,30 @@ void DrawPoleInset(cairo_t* cr, const Rect& panel, double pixelsPerUnit,
         }
     }
     if (near.size() < 2 || closest * pixelsPerUnit >= 2.0 * kMarker) {
+        return false;
+    }
+    view = {centre, std::max(reach, closest) * kInsetMargin};
+    return true;
+}
+
+// The magnified view in the panel's upper left corner (grey frame, same
+// markers, the unit circle's arc), labelled with its centre and half-width.
+void DrawPoleInset(cairo_t* cr, const Rect& panel, double pixelsPerUnit,
+                   const SectionRoots& roots) {
+    InsetView view{};
+    if (!FindInset(roots, pixelsPerUnit, view)) {
         return;
     }
-    const double half = std::max(reach, closest) * kInsetMargin;
-    outer = centre;
+    const std::complex<double> centre = view.centre;
+    const double half = view.half;
     const Rect r{panel.x + 6.0, panel.y + 6.0, kInsetSide, kInsetSide};
     auto inView = [&](std::complex<double> z) {
         return std::fabs(z.real() - centre.real()) <= half &&
                std::fabs(z.imag() - centre.imag()) <= half;
     };
-    auto px = [&](double re) { return r.x + (re - (outer.real() - half)) / (2.0 * half) * r.w; };
+    auto px = [&](double re) { return r.x + (re - (centre.real() - half)) / (2.0 * half) * r.w; };
     auto py = [&](double im) {
-        return r.y + r.h - (im - (outer.imag() - half)) / (2.0 * half) * r.h;
+        return r.y + r.h - (im - (centre.imag() - half)) / (2.0 * half) * r.h;
     };
     cairo_save(cr);
     cairo_rectangle(cr, r.x, r.y, r.w, r.h);
@@ -302,60 +319,72 @@ void DrawPoleInset(cairo_t* cr, const Rect& panel, double pixelsPerUnit,
     Text(cr, r.x, r.y + r.h + 3.0, buf, 9.0, 0.0, 1.0);
 }
 
-// Unit circle, poles (x) and zeros (o) of the sections, on axes of one scale.
-// Roots beyond kFarRoot (none in a well-formed design, whose zeros lie on the
-// circle or at the origin) are drawn on the frame's edge in their direction.
-void DrawPoleZero(cairo_t* cr, const Rect& r, double titleX, const SectionRoots& roots,
-                  int sections) {
+// How far out the roots lie: the largest |re| or |im| of those within
+// kFarRoot, and how many lie beyond it and the farthest of them.
+struct RootReach {
     double extent = 0.0;
     int far = 0;
     double farthest = 0.0;
+};
+
+RootReach ReachOf(const SectionRoots& roots) {
+    RootReach reach;
     for (const auto* list : {&roots.poles, &roots.zeros}) {
         for (const std::complex<double>& z : *list) {
             const double m = std::max(std::fabs(z.real()), std::fabs(z.imag()));
             if (m > kFarRoot) {
-                ++far;
-                farthest = std::max(farthest, std::abs(z));
+                ++reach.far;
+                reach.farthest = std::max(reach.farthest, std::abs(z));
             } else {
-                extent = std::max(extent, m);
+                reach.extent = std::max(reach.extent, m);
             }
         }
     }
-    const double range =
-        far > 0 ? kFarRoot * kRootMargin : std::max(kUnitCircleRange, extent * kRootMargin);
-    const Axis a{-range, range};
-    const double step = NiceStep(2.0 * range, 5);
-    DrawAxes(cr, r, a, a, "Real part", "Imaginary part", step, step);
-    auto px = [&](double v) { return r.x + a.Fraction(v) * r.w; };
-    auto py = [&](double v) { return r.y + r.h - a.Fraction(v) * r.h; };
-    // Where a root is drawn: clamped onto the frame along its direction.
-    auto place = [&](std::complex<double> z, double& x, double& y) {
-        const double m = std::max(std::fabs(z.real()), std::fabs(z.imag()));
-        const double scale = m > range ? range / m : 1.0;
-        x = px(z.real() * scale);
-        y = py(z.imag() * scale);
-    };
+    return reach;
+}
 
-    cairo_save(cr);
+// The z-plane in a square panel: both axes run from -range to range.
+struct ZPlane {
+    Rect r;
+    Axis a;
+    double range;
+
+    double X(double v) const { return r.x + a.Fraction(v) * r.w; }
+    double Y(double v) const { return r.y + r.h - a.Fraction(v) * r.h; }
+};
+
+// The real and imaginary axes, and the unit circle as a polygon fine enough
+// to look round.
+void DrawUnitCircle(cairo_t* cr, const ZPlane& z) {
+    const double range = z.range;
     cairo_set_line_width(cr, 0.8);
     cairo_set_source_rgb(cr, 0.55, 0.55, 0.55);
-    cairo_move_to(cr, px(-range), py(0.0));
-    cairo_line_to(cr, px(range), py(0.0));
-    cairo_move_to(cr, px(0.0), py(-range));
-    cairo_line_to(cr, px(0.0), py(range));
+    cairo_move_to(cr, z.X(-range), z.Y(0.0));
+    cairo_line_to(cr, z.X(range), z.Y(0.0));
+    cairo_move_to(cr, z.X(0.0), z.Y(-range));
+    cairo_line_to(cr, z.X(0.0), z.Y(range));
     cairo_stroke(cr);
-    // The unit circle as a polygon fine enough to look round.
     cairo_set_line_width(cr, 1.2);
     cairo_set_source_rgb(cr, 0.3, 0.3, 0.3);
     const double turn = 8.0 * std::atan(1.0);
     for (int k = 0; k <= kCircleVertices; ++k) {
         const double t = turn * k / kCircleVertices;
-        const double x = px(std::cos(t));
-        const double y = py(std::sin(t));
+        const double x = z.X(std::cos(t));
+        const double y = z.Y(std::sin(t));
         k == 0 ? cairo_move_to(cr, x, y) : cairo_line_to(cr, x, y);
     }
     cairo_stroke(cr);
+}
 
+// Zeros (o) and poles (x); a root beyond the frame is clamped onto it along
+// its direction.
+void DrawRoots(cairo_t* cr, const ZPlane& z, const SectionRoots& roots) {
+    auto place = [&](std::complex<double> w, double& x, double& y) {
+        const double m = std::max(std::fabs(w.real()), std::fabs(w.imag()));
+        const double scale = m > z.range ? z.range / m : 1.0;
+        x = z.X(w.real() * scale);
+        y = z.Y(w.imag() * scale);
+    };
     cairo_set_line_width(cr, 1.4);
     for (const RootGroup& g : GroupRoots(roots.zeros)) {
         double x, y;
@@ -367,18 +396,21 @@ void DrawPoleZero(cairo_t* cr, const Rect& r, double titleX, const SectionRoots&
         place(g.at, x, y);
         DrawPoleMark(cr, x, y, g.count);
     }
-    cairo_restore(cr);
-    DrawPoleInset(cr, r, r.w / (2.0 * range), roots);
+}
 
+// The panel's title, and notes under it on roots beyond the frame and zeros
+// at infinity.
+void DrawPoleZeroNotes(cairo_t* cr, const Rect& r, double titleX, const SectionRoots& roots,
+                       int sections, const RootReach& reach) {
     char buf[200];
     std::snprintf(buf, sizeof buf, "Poles (x), zeros (o) of the %s; largest radius %.6f",
                   Count(sections, "section").c_str(), LargestMagnitude(roots.poles));
     Text(cr, titleX, r.y - 8.0, buf, 12.0, 0.0, 0.0);
     double noteY = r.y + r.h + 44.0;
-    if (far > 0) {
+    if (reach.far > 0) {
         std::snprintf(buf, sizeof buf,
                       "%s beyond |z| = %g drawn on the frame's edge (farthest |z| = %.3g)",
-                      Count(far, "root").c_str(), kFarRoot, farthest);
+                      Count(reach.far, "root").c_str(), kFarRoot, reach.farthest);
         Text(cr, r.x + r.w / 2.0, noteY, buf, 10.0, 0.5, 1.0);
         noteY += 14.0;
     }
@@ -388,85 +420,134 @@ void DrawPoleZero(cairo_t* cr, const Rect& r, double titleX, const SectionRoots&
     }
 }
 
+// Unit circle, poles (x) and zeros (o) of the sections, on axes of one scale.
+// Roots beyond kFarRoot (none in a well-formed design, whose zeros lie on the
+// circle or at the origin) are drawn on the frame's edge in their direction.
+void DrawPoleZero(cairo_t* cr, const Rect& r, double titleX, const SectionRoots& roots,
+                  int sections) {
+    const RootReach reach = ReachOf(roots);
+    const double range = reach.far > 0 ? kFarRoot * kRootMargin
+                                       : std::max(kUnitCircleRange, reach.extent * kRootMargin);
+    const ZPlane z{r, Axis{-range, range}, range};
+    const double step = NiceStep(2.0 * range, 5);
+    DrawAxes(cr, r, z.a, z.a, "Real part", "Imaginary part", step, step);
+    cairo_save(cr);
+    DrawUnitCircle(cr, z);
+    DrawRoots(cr, z, roots);
+    cairo_restore(cr);
+    DrawPoleInset(cr, r, r.w / (2.0 * range), roots);
+    DrawPoleZeroNotes(cr, r, titleX, roots, sections, reach);
+}
+
+// Builds the mask of a design, band by band, from its options.
+struct MaskBuilder {
+    explicit MaskBuilder(const DesignSpec& spec)
+        : nyq(spec.fs / 2.0), f1(spec.f1), f2(spec.f2), f3(spec.f3), f4(spec.f4), band(spec.band) {}
+
+    SpecMask m;
+
+    // Kaiser with --transition W: pass edges f1 (and f2), stop edges t = W * fs/2 beyond.
+    void KaiserTransition(double t) {
+        if (band == BAND_LOWPASS) {
+            Pass(0, f1), Stop(f1 + t, nyq), Edge("f1", f1, "pass");
+        } else if (band == BAND_HIGHPASS) {
+            Stop(0, f1 - t), Pass(f1, nyq), Edge("f1", f1, "pass");
+        } else if (band == BAND_BANDPASS) {
+            Stop(0, f1 - t), Pass(f1, f2), Stop(f2 + t, nyq);
+            Edge("f1", f1, "pass"), Edge("f2", f2, "pass");
+        } else if (band == BAND_BANDSTOP) {
+            Pass(0, f1), Stop(f1 + t, f2 - t), Pass(f2, nyq);
+            Edge("f1", f1, "pass"), Edge("f2", f2, "pass");
+        }
+    }
+
+    // Kaiser from four edges, in the Kaiser design's order.
+    void KaiserEdges() {
+        if (band == BAND_LOWPASS) {
+            Pass(0, f1), Stop(f2, nyq), Edge("f1", f1, "pass"), Edge("f2", f2, "stop");
+        } else if (band == BAND_HIGHPASS) {
+            Stop(0, f2), Pass(f1, nyq), Edge("f2", f2, "stop"), Edge("f1", f1, "pass");
+        } else if (band == BAND_BANDPASS) {
+            Stop(0, f2), Pass(f1, f4), Stop(f3, nyq);
+            Edge("f2", f2, "stop"), Edge("f1", f1, "pass"), Edge("f4", f4, "pass"),
+                Edge("f3", f3, "stop");
+        } else if (band == BAND_BANDSTOP) {
+            Pass(0, f1), Stop(f2, f3), Pass(f4, nyq);
+            Edge("f1", f1, "pass"), Edge("f2", f2, "stop"), Edge("f3", f3, "stop"),
+                Edge("f4", f4, "pass");
+        }
+    }
+
+    void Iir() {
+        if (band == BAND_LOWPASS) {
+            Pass(0, f1), Stop(f2, nyq), Edge("f1", f1, "pass"), Edge("f2", f2, "stop");
+        } else if (band == BAND_HIGHPASS) {
+            Stop(0, f1), Pass(f2, nyq), Edge("f1", f1, "stop"), Edge("f2", f2, "pass");
+        } else if (band == BAND_BANDPASS) {
+            Stop(0, f1), Pass(f2, f3), Stop(f4, nyq);
+            Edge("f1", f1, "stop"), Edge("f2", f2, "pass"), Edge("f3", f3, "pass"),
+                Edge("f4", f4, "stop");
+        } else if (band == BAND_BANDSTOP) {
+            Pass(0, f1), Stop(f2, f3), Pass(f4, nyq);
+            Edge("f1", f1, "pass"), Edge("f2", f2, "stop"), Edge("f3", f3, "stop"),
+                Edge("f4", f4, "pass");
+        }
+    }
+
+    void WindowFir() {
+        if (band == BAND_LOWPASS) {
+            Pass(0, f1), Edge("f1", f1, "cut-off");
+        } else if (band == BAND_HIGHPASS) {
+            Pass(f1, nyq), Edge("f1", f1, "cut-off");
+        } else if (band == BAND_BANDPASS) {
+            Pass(f1, f2), Edge("f1", f1, "cut-off"), Edge("f2", f2, "cut-off");
+        } else if (band == BAND_BANDSTOP) {
+            Pass(0, f1), Pass(f2, nyq), Edge("f1", f1, "cut-off"), Edge("f2", f2, "cut-off");
+        }
+    }
+
+    void Pass(double lo, double hi) { m.bands.push_back({lo, hi, true}); }
+    void Stop(double lo, double hi) { m.bands.push_back({lo, hi, false}); }
+    void Edge(const char* name, double f, const char* role) {
+        m.edges.push_back({f, std::string(name) + " " + role + " " + Hz(f)});
+    }
+
+    const double nyq;
+    const double f1, f2, f3, f4;
+    const int band;
+};
+
 }  // namespace
 
 SpecMask MaskOf(const DesignSpec& spec) {
-    SpecMask m;
-    const double nyq = spec.fs / 2.0;
-    const double f1 = spec.f1, f2 = spec.f2, f3 = spec.f3, f4 = spec.f4;
-    auto pass = [&](double lo, double hi) { m.bands.push_back({lo, hi, true}); };
-    auto stop = [&](double lo, double hi) { m.bands.push_back({lo, hi, false}); };
-    auto edge = [&](const char* name, double f, const char* role) {
-        m.edges.push_back({f, std::string(name) + " " + role + " " + Hz(f)});
-    };
-    const int band = spec.band;
+    MaskBuilder b(spec);
     if (spec.kaiser) {
         const int atten = static_cast<int>(spec.atten);
-        m.attenDb = atten;
+        b.m.attenDb = atten;
         // The Kaiser window gives the same ripple in both bands.
-        m.rippleDb = 20.0 * std::log10(1.0 + std::pow(10.0, -atten / 20.0));
-        const double t = spec.transition * nyq;
+        b.m.rippleDb = 20.0 * std::log10(1.0 + std::pow(10.0, -atten / 20.0));
+        const double t = spec.transition * (spec.fs / 2.0);
         if (spec.transition > 0.0) {
-            if (band == BAND_LOWPASS) {
-                pass(0, f1), stop(f1 + t, nyq), edge("f1", f1, "pass");
-            } else if (band == BAND_HIGHPASS) {
-                stop(0, f1 - t), pass(f1, nyq), edge("f1", f1, "pass");
-            } else if (band == BAND_BANDPASS) {
-                stop(0, f1 - t), pass(f1, f2), stop(f2 + t, nyq);
-                edge("f1", f1, "pass"), edge("f2", f2, "pass");
-            } else if (band == BAND_BANDSTOP) {
-                pass(0, f1), stop(f1 + t, f2 - t), pass(f2, nyq);
-                edge("f1", f1, "pass"), edge("f2", f2, "pass");
-            }
-        } else if (band == BAND_LOWPASS) {
-            pass(0, f1), stop(f2, nyq), edge("f1", f1, "pass"), edge("f2", f2, "stop");
-        } else if (band == BAND_HIGHPASS) {
-            stop(0, f2), pass(f1, nyq), edge("f2", f2, "stop"), edge("f1", f1, "pass");
-        } else if (band == BAND_BANDPASS) {
-            stop(0, f2), pass(f1, f4), stop(f3, nyq);
-            edge("f2", f2, "stop"), edge("f1", f1, "pass"), edge("f4", f4, "pass"),
-                edge("f3", f3, "stop");
-        } else if (band == BAND_BANDSTOP) {
-            pass(0, f1), stop(f2, f3), pass(f4, nyq);
-            edge("f1", f1, "pass"), edge("f2", f2, "stop"), edge("f3", f3, "stop"),
-                edge("f4", f4, "pass");
+            b.KaiserTransition(t);
+        } else {
+            b.KaiserEdges();
         }
-        return m;
+        return b.m;
     }
     if (spec.method <= DM_CHEBYSHEV2) {
-        m.rippleDb = spec.ripple;
-        m.attenDb = spec.atten;
-        if (band == BAND_LOWPASS) {
-            pass(0, f1), stop(f2, nyq), edge("f1", f1, "pass"), edge("f2", f2, "stop");
-        } else if (band == BAND_HIGHPASS) {
-            stop(0, f1), pass(f2, nyq), edge("f1", f1, "stop"), edge("f2", f2, "pass");
-        } else if (band == BAND_BANDPASS) {
-            stop(0, f1), pass(f2, f3), stop(f4, nyq);
-            edge("f1", f1, "stop"), edge("f2", f2, "pass"), edge("f3", f3, "pass"),
-                edge("f4", f4, "stop");
-        } else if (band == BAND_BANDSTOP) {
-            pass(0, f1), stop(f2, f3), pass(f4, nyq);
-            edge("f1", f1, "pass"), edge("f2", f2, "stop"), edge("f3", f3, "stop"),
-                edge("f4", f4, "pass");
-        }
-        return m;
+        b.m.rippleDb = spec.ripple;
+        b.m.attenDb = spec.atten;
+        b.Iir();
+        return b.m;
     }
     if (spec.method == DM_WINDOW_FIR) {
-        if (band == BAND_LOWPASS) {
-            pass(0, f1), edge("f1", f1, "cut-off");
-        } else if (band == BAND_HIGHPASS) {
-            pass(f1, nyq), edge("f1", f1, "cut-off");
-        } else if (band == BAND_BANDPASS) {
-            pass(f1, f2), edge("f1", f1, "cut-off"), edge("f2", f2, "cut-off");
-        } else if (band == BAND_BANDSTOP) {
-            pass(0, f1), pass(f2, nyq), edge("f1", f1, "cut-off"), edge("f2", f2, "cut-off");
-        }
-        return m;
+        b.WindowFir();
+        return b.m;
     }
     if (spec.method == DM_AVERAGE && spec.taps > 0) {
-        pass(0, std::min(nyq, kAverageHalfPower * spec.fs / spec.taps));
+        b.Pass(0, std::min(spec.fs / 2.0, kAverageHalfPower * spec.fs / spec.taps));
     }
-    return m;
+    return b.m;
 }
 
 ResponseCurves EvaluateDesign(const std::vector<double>& num, const std::vector<double>& den,
@@ -548,6 +629,151 @@ double AmplitudeDepth(const SpecMask& mask, const ResponsePlotOptions& options) 
     return kDepthWithoutStop;
 }
 
+namespace {
+
+// Where the panels go on the page.
+struct PageLayout {
+    Rect amp, zoom, delay, ph, pz;
+    double pzTitleX;
+    double height;
+};
+
+PageLayout LayoutPage(bool fromSections, bool poleZero) {
+    const double width = kPageWidth - kLeft - kRight;
+    const double half = (width - kColumnGap) / 2.0;
+    PageLayout p;
+    p.amp = Rect{kLeft, kTitle + (fromSections ? kNoteLine : 0.0), width, kAmplitudeHeight};
+    const double row2 = p.amp.y + p.amp.h + kRowGap;
+    p.zoom = Rect{kLeft, row2, half, kDetailHeight};
+    p.delay = Rect{kLeft + half + kColumnGap, row2, half, kDetailHeight};
+    // The bottom row holds the phase, beside the pole-zero diagram of the
+    // design's sections when it has them.
+    const double row3 = row2 + kDetailHeight + kRowGap;
+    p.ph =
+        poleZero ? Rect{kLeft, row3, half, kPoleZeroSide} : Rect{kLeft, row3, width, kPhaseHeight};
+    p.pz = Rect{kLeft + half + kColumnGap + (half - kPoleZeroSide) / 2.0, row3, kPoleZeroSide,
+                kPoleZeroSide};
+    p.pzTitleX = kLeft + half + kColumnGap;
+    p.height = p.ph.y + p.ph.h + kBottom + (poleZero ? kPoleZeroNotes : 0.0);
+    return p;
+}
+
+// Title and legend; for an unstable transfer function, a line saying that the
+// curves are those of its sections.
+void DrawHeading(cairo_t* cr, const std::string& title, const SpecMask& mask, bool fromSections,
+                 double poleRadius) {
+    Text(cr, kPageWidth / 2.0, 14.0, title, 14.0, 0.5, 1.0);
+    std::string legend = fromSections ? "blue: response of the second-order sections"
+                                      : "blue: response of the designed coefficients";
+    if (fromSections) {
+        Text(cr, kPageWidth / 2.0, 52.0,
+             "The transfer function B(z)/A(z) is unstable (pole radius " +
+                 std::to_string(poleRadius).substr(0, 8) +
+                 "): the curves show its second-order sections, which are what can run.",
+             11.0, 0.5, 1.0);
+    }
+    if (mask.rippleDb > 0.0 || mask.attenDb > 0.0) {
+        char buf[160];
+        std::snprintf(buf, sizeof buf,
+                      "; shaded: outside the specification (pass band within %.3g dB, stop band "
+                      "%g dB down)",
+                      mask.rippleDb, mask.attenDb);
+        legend += buf;
+    }
+    if (!mask.edges.empty()) {
+        legend += "; dashed: band edges";
+    }
+    Text(cr, kPageWidth / 2.0, 36.0, legend, 11.0, 0.5, 1.0);
+}
+
+// What every panel of the response plot draws from.
+struct ResponsePage {
+    cairo_t* cr;
+    const SpecMask& mask;
+    const ResponseCurves& c;
+    Axis fx;             // frequency axis of the full span
+    const char* fTitle;  // its title
+    double nyq;
+    double passTop;  // upper ripple bound (Kaiser) or 0 dB
+};
+
+void DrawAmplitudePanel(const ResponsePage& p, const Rect& amp, double depth, double top) {
+    const Axis ay{-depth, top};
+    DrawMask(p.cr, amp, p.fx, ay, p.mask, p.passTop, true);
+    DrawAxes(p.cr, amp, p.fx, ay, p.fTitle, "Amplitude (dB)");
+    DrawCurve(p.cr, amp, p.fx, ay, p.c.freq.data(), p.c.gainDb.data(), p.c.freq.size(), 0.0, 0.35,
+              0.75);
+    PanelTitle(p.cr, amp, "Amplitude");
+}
+
+// Pass-band zoom: the gain inside the pass bands and the ripple bound.
+// Returns the floor the group delay panel goes by where there are no pass
+// bands: 3 dB below the lowest gain shown.
+double DrawPassBandZoom(const ResponsePage& p, const Rect& zoom) {
+    const SpecMask& mask = p.mask;
+    const ResponseCurves& c = p.c;
+    const Axis zx = PassBandSpan(mask, p.nyq, p.fx);
+    double lo = 0.0;
+    double hi = 0.0;
+    const bool any = RangeWhere(
+        c.gainDb, [&](size_t i) { return InPassBand(mask, c.freq[i]); }, lo, hi);
+    if (!any) {
+        lo = -3.0, hi = 0.0;
+    }
+    if (mask.rippleDb > 0.0) {
+        lo = std::min(lo, -mask.rippleDb);
+        hi = std::max(hi, p.passTop);
+    }
+    const double span = std::max(hi - lo, 0.1);
+    const Axis zy{lo - 0.25 * span, hi + 0.25 * span};
+    DrawMask(p.cr, zoom, zx, zy, mask, p.passTop, false);
+    DrawAxes(p.cr, zoom, zx, zy, p.fTitle, "Amplitude (dB)");
+    DrawCurve(p.cr, zoom, zx, zy, c.freq.data(), c.gainDb.data(), c.freq.size(), 0.0, 0.35, 0.75);
+    PanelTitle(p.cr, zoom, "Pass band (zoom)");
+    return any ? lo - 3.0 : -3.0;
+}
+
+// Group delay over the pass bands (everywhere the gain is within 3 dB of
+// the pass band's lowest point when there is no pass band to go by).
+void DrawDelayPanel(const ResponsePage& p, const Rect& delay, const std::vector<double>& delayMs,
+                    double passFloor) {
+    const SpecMask& mask = p.mask;
+    const ResponseCurves& c = p.c;
+    double lo = 0.0;
+    double hi = 0.0;
+    if (!RangeWhere(
+            delayMs,
+            [&](size_t i) {
+                return mask.bands.empty() ? c.gainDb[i] >= passFloor : InPassBand(mask, c.freq[i]);
+            },
+            lo, hi)) {
+        RangeWhere(
+            delayMs, [](size_t) { return true; }, lo, hi);
+    }
+    const Axis dy = PaddedRange(lo, hi);
+    DrawMask(p.cr, delay, p.fx, Axis{0.0, 1.0}, SpecMask{{}, 0.0, 0.0, mask.edges}, 0.0, false);
+    DrawAxes(p.cr, delay, p.fx, dy, p.fTitle, "Group delay (ms)");
+    DrawCurve(p.cr, delay, p.fx, dy, c.freq.data(), delayMs.data(), c.freq.size(), 0.1, 0.55, 0.2);
+    PanelTitle(p.cr, delay, "Group delay (where the amplitude is on its axis)");
+}
+
+void DrawPhasePanel(const ResponsePage& p, const Rect& ph, const std::vector<double>& phase,
+                    bool poleZero) {
+    double lo = 0.0;
+    double hi = 0.0;
+    RangeWhere(
+        phase, [](size_t) { return true; }, lo, hi);
+    const Axis py = PaddedRange(lo, hi);
+    DrawMask(p.cr, ph, p.fx, Axis{0.0, 1.0}, SpecMask{{}, 0.0, 0.0, p.mask.edges}, 0.0, false);
+    DrawAxes(p.cr, ph, p.fx, py, p.fTitle, "Phase (rad)");
+    DrawCurve(p.cr, ph, p.fx, py, p.c.freq.data(), phase.data(), p.c.freq.size(), 0.8, 0.25, 0.0);
+    PanelTitle(p.cr, ph,
+               poleZero ? "Phase, unwrapped (where the amplitude is on its axis)"
+                        : "Phase, unwrapped (drawn where the amplitude is on its axis)");
+}
+
+}  // namespace
+
 void PlotDesignResponse(const std::string& path, const DesignSpec& spec,
                         const DesignOutcome& outcome, const ResponsePlotOptions& options,
                         const std::string& title) {
@@ -576,103 +802,20 @@ void PlotDesignResponse(const std::string& path, const DesignSpec& spec,
         delayMs[i] = visible ? c.delay[i] / spec.fs * 1000.0 : NAN;
     }
 
-    const double width = kPageWidth - kLeft - kRight;
-    const double half = (width - kColumnGap) / 2.0;
-    const Rect amp{kLeft, kTitle + (fromSections ? kNoteLine : 0.0), width, kAmplitudeHeight};
-    const double row2 = amp.y + amp.h + kRowGap;
-    const Rect zoom{kLeft, row2, half, kDetailHeight};
-    const Rect delay{kLeft + half + kColumnGap, row2, half, kDetailHeight};
-    // The bottom row holds the phase, beside the pole-zero diagram of the
-    // design's sections when it has them.
     const bool poleZero = outcome.SectionCount() > 0;
-    const double row3 = row2 + kDetailHeight + kRowGap;
-    const Rect ph =
-        poleZero ? Rect{kLeft, row3, half, kPoleZeroSide} : Rect{kLeft, row3, width, kPhaseHeight};
-    const Rect pz{kLeft + half + kColumnGap + (half - kPoleZeroSide) / 2.0, row3, kPoleZeroSide,
-                  kPoleZeroSide};
-    const double height = ph.y + ph.h + kBottom + (poleZero ? kPoleZeroNotes : 0.0);
-
-    Canvas canvas(path, kPageWidth, height);
+    const PageLayout page = LayoutPage(fromSections, poleZero);
+    Canvas canvas(path, kPageWidth, page.height);
     cairo_t* cr = canvas.Cr();
-    Text(cr, kPageWidth / 2.0, 14.0, title, 14.0, 0.5, 1.0);
-    std::string legend = fromSections ? "blue: response of the second-order sections"
-                                      : "blue: response of the designed coefficients";
-    if (fromSections) {
-        Text(cr, kPageWidth / 2.0, 52.0,
-             "The transfer function B(z)/A(z) is unstable (pole radius " +
-                 std::to_string(outcome.poleRadius).substr(0, 8) +
-                 "): the curves show its second-order sections, which are what can run.",
-             11.0, 0.5, 1.0);
-    }
-    if (mask.rippleDb > 0.0 || mask.attenDb > 0.0) {
-        char buf[160];
-        std::snprintf(buf, sizeof buf,
-                      "; shaded: outside the specification (pass band within %.3g dB, stop band "
-                      "%g dB down)",
-                      mask.rippleDb, mask.attenDb);
-        legend += buf;
-    }
-    if (!mask.edges.empty()) {
-        legend += "; dashed: band edges";
-    }
-    Text(cr, kPageWidth / 2.0, 36.0, legend, 11.0, 0.5, 1.0);
-
-    const Axis fx{options.logFreq ? lowest : 0.0, nyq, options.logFreq};
-    const Axis ay{-depth, top};
-    DrawMask(cr, amp, fx, ay, mask, passTop, true);
-    DrawAxes(cr, amp, fx, ay, fTitle, "Amplitude (dB)");
-    DrawCurve(cr, amp, fx, ay, c.freq.data(), c.gainDb.data(), n, 0.0, 0.35, 0.75);
-    PanelTitle(cr, amp, "Amplitude");
-
-    // Pass-band zoom: the gain inside the pass bands and the ripple bound.
-    const Axis zx = PassBandSpan(mask, nyq, fx);
-    double lo = 0.0;
-    double hi = 0.0;
-    const bool any = RangeWhere(
-        c.gainDb, [&](size_t i) { return InPassBand(mask, c.freq[i]); }, lo, hi);
-    if (!any) {
-        lo = -3.0, hi = 0.0;
-    }
-    if (mask.rippleDb > 0.0) {
-        lo = std::min(lo, -mask.rippleDb);
-        hi = std::max(hi, passTop);
-    }
-    const double span = std::max(hi - lo, 0.1);
-    const Axis zy{lo - 0.25 * span, hi + 0.25 * span};
-    DrawMask(cr, zoom, zx, zy, mask, passTop, false);
-    DrawAxes(cr, zoom, zx, zy, fTitle, "Amplitude (dB)");
-    DrawCurve(cr, zoom, zx, zy, c.freq.data(), c.gainDb.data(), n, 0.0, 0.35, 0.75);
-    PanelTitle(cr, zoom, "Pass band (zoom)");
-
-    // Group delay over the pass bands (everywhere the gain is within 3 dB of
-    // the pass band's lowest point when there is no pass band to go by).
-    const double passFloor = any ? lo - 3.0 : -3.0;
-    if (!RangeWhere(
-            delayMs,
-            [&](size_t i) {
-                return mask.bands.empty() ? c.gainDb[i] >= passFloor : InPassBand(mask, c.freq[i]);
-            },
-            lo, hi)) {
-        RangeWhere(
-            delayMs, [](size_t) { return true; }, lo, hi);
-    }
-    const Axis dy = PaddedRange(lo, hi);
-    DrawMask(cr, delay, fx, Axis{0.0, 1.0}, SpecMask{{}, 0.0, 0.0, mask.edges}, 0.0, false);
-    DrawAxes(cr, delay, fx, dy, fTitle, "Group delay (ms)");
-    DrawCurve(cr, delay, fx, dy, c.freq.data(), delayMs.data(), n, 0.1, 0.55, 0.2);
-    PanelTitle(cr, delay, "Group delay (where the amplitude is on its axis)");
-
-    RangeWhere(
-        phase, [](size_t) { return true; }, lo, hi);
-    const Axis py = PaddedRange(lo, hi);
-    DrawMask(cr, ph, fx, Axis{0.0, 1.0}, SpecMask{{}, 0.0, 0.0, mask.edges}, 0.0, false);
-    DrawAxes(cr, ph, fx, py, fTitle, "Phase (rad)");
-    DrawCurve(cr, ph, fx, py, c.freq.data(), phase.data(), n, 0.8, 0.25, 0.0);
-    PanelTitle(cr, ph,
-               poleZero ? "Phase, unwrapped (where the amplitude is on its axis)"
-                        : "Phase, unwrapped (drawn where the amplitude is on its axis)");
+    DrawHeading(cr, title, mask, fromSections, outcome.poleRadius);
+    const ResponsePage p{
+        cr,     mask, c,      Axis{options.logFreq ? lowest : 0.0, nyq, options.logFreq},
+        fTitle, nyq,  passTop};
+    DrawAmplitudePanel(p, page.amp, depth, top);
+    const double passFloor = DrawPassBandZoom(p, page.zoom);
+    DrawDelayPanel(p, page.delay, delayMs, passFloor);
+    DrawPhasePanel(p, page.ph, phase, poleZero);
     if (poleZero) {
-        DrawPoleZero(cr, pz, kLeft + half + kColumnGap, outcome.roots, outcome.SectionCount());
+        DrawPoleZero(cr, page.pz, page.pzTitleX, outcome.roots, outcome.SectionCount());
     }
     canvas.Finish();
 }

@@ -148,11 +148,17 @@ struct FirstSeen {
     }
 };
 
-// Reads the input block by block, hands each block to the library in place,
-// and writes what it returns. The output appears only when everything went
-// through. For integer output a second, float copy of the same processing
-// shows which results left the integer range.
-StreamResult Stream(const StreamOptions& opt, const char* verb, const StreamSetup& setup) {
+// Sample formats of a run: what is read, what the library sees, what is written.
+struct StreamFormats {
+    SampleFormat in;
+    SampleFormat out;
+    bool convert;     // integer input handed to the library as float32
+    bool watchRange;  // integer output: a float copy shows which results left the range
+    RawLayout inLayout;
+    RawLayout workLayout;
+};
+
+StreamFormats CheckedFormats(const StreamOptions& opt) {
     if (opt.blockFrames < 1 || opt.blockFrames > kMaxBlockFrames) {
         throw ToolError("--block must be between 1 and " + std::to_string(kMaxBlockFrames),
                         kExitUsage);
@@ -163,19 +169,19 @@ StreamResult Stream(const StreamOptions& opt, const char* verb, const StreamSetu
     if (opt.outFormat != "same" && opt.outFormat != "float32") {
         throw ToolError("--out-format must be 'same' or 'float32'", kExitUsage);
     }
-    const SampleFormat inFormat = ParseFormat(opt.format, opt.input);
-    const bool convert = opt.outFormat == "float32" && IsInteger(inFormat);
-    const SampleFormat outFormat = convert ? SampleFormat::Float32 : inFormat;
-    const RawLayout inLayout = LayoutOf(inFormat);
-    const RawLayout workLayout = convert ? LayoutOf(SampleFormat::Float32) : inLayout;
+    StreamFormats f;
+    f.in = ParseFormat(opt.format, opt.input);
+    f.convert = opt.outFormat == "float32" && IsInteger(f.in);
+    f.out = f.convert ? SampleFormat::Float32 : f.in;
+    f.watchRange = IsInteger(f.out);
+    f.inLayout = LayoutOf(f.in);
+    f.workLayout = f.convert ? LayoutOf(SampleFormat::Float32) : f.inLayout;
+    return f;
+}
 
-    FrameReader reader(opt.input, inFormat, opt.channels);
-    const int channels = reader.Channels();
-    const std::vector<bool> selected = SelectedMask(opt, channels);
-    const Processor process = setup.make(workLayout, channels, selected);
-    const bool watchRange = IsInteger(outFormat);
-    const Processor shadow =
-        watchRange ? setup.make(LayoutOf(SampleFormat::Float32), channels, selected) : Processor();
+// Channels to write, in order: the command's choice, or all of them.
+std::vector<int> OutputColumns(const StreamSetup& setup, int channels,
+                               const std::vector<bool>& selected) {
     std::vector<int> columns =
         setup.columns ? setup.columns(channels, selected) : std::vector<int>();
     if (columns.empty()) {
@@ -183,24 +189,174 @@ StreamResult Stream(const StreamOptions& opt, const char* verb, const StreamSetu
             columns.push_back(c);
         }
     }
-    const bool allColumns = static_cast<int>(columns.size()) == channels;
+    return columns;
+}
 
-    const std::string mismatch = ExtensionMismatch(opt.output, outFormat);
-    if (!mismatch.empty()) {
-        Warn(mismatch);
-    }
-    OutputFile out(opt.output);
-    FrameWriter writer(out, outFormat, static_cast<int>(columns.size()),
-                       CsvColumns(reader.Header(), columns));
-    Progress progress(verb, reader.BytesTotal(), opt.progress);
-    StreamResult result;
-    result.channels = static_cast<int>(columns.size());
+// NaN, Inf and out-of-range samples met in a run: how many, and the first.
+struct StreamChecks {
+    explicit StreamChecks(int channelCount)
+        : channels(channelCount),
+          badIn(static_cast<size_t>(channelCount), false),
+          badOut(static_cast<size_t>(channelCount)) {}
+
+    int channels;
     FirstSeen nonFinite;
     FirstSeen outOfRange;
     FirstSeen badOutput;
     // Per channel: NaN or Inf seen in its input, and in its output.
-    std::vector<bool> badIn(static_cast<size_t>(channels), false);
-    std::vector<FirstSeen> badOut(static_cast<size_t>(channels));
+    std::vector<bool> badIn;
+    std::vector<FirstSeen> badOut;
+
+    // Float input samples that are NaN or Inf.
+    void ScanInput(const char* block, size_t frames, std::uint64_t firstFrame) {
+        const size_t samples = frames * static_cast<size_t>(channels);
+        for (size_t i = 0; i < samples; ++i) {
+            float v;
+            std::memcpy(&v, block + i * sizeof v, sizeof v);
+            if (!std::isfinite(v)) {
+                const size_t ch = i % static_cast<size_t>(channels);
+                nonFinite.Add(firstFrame + i / static_cast<size_t>(channels), static_cast<int>(ch));
+                badIn[ch] = true;
+            }
+        }
+    }
+
+    // The float copy's results for integer output: NaN or Inf, or beyond the type.
+    void ScanShadow(const char* work, size_t produced, const std::vector<int>& columns,
+                    std::uint64_t firstFrame, SampleFormat outFormat) {
+        for (size_t j = 0; j < produced; ++j) {
+            for (int c : columns) {
+                float v;
+                std::memcpy(&v, work + (j * channels + c) * sizeof v, sizeof v);
+                if (!std::isfinite(v)) {
+                    badOut[static_cast<size_t>(c)].Add(firstFrame + j, c);
+                } else if (!FitsType(v, outFormat)) {
+                    outOfRange.Add(firstFrame + j, c);
+                }
+            }
+        }
+    }
+
+    // Float output samples that are NaN or Inf.
+    void ScanOutput(const char* data, size_t produced, const std::vector<int>& columns,
+                    std::uint64_t firstFrame) {
+        for (size_t j = 0; j < produced; ++j) {
+            for (int c : columns) {
+                float v;
+                std::memcpy(&v, data + (j * channels + c) * sizeof v, sizeof v);
+                if (!std::isfinite(v)) {
+                    badOutput.Add(firstFrame + j, c);
+                    badOut[static_cast<size_t>(c)].Add(firstFrame + j, c);
+                }
+            }
+        }
+    }
+
+    // Finite input must not come out NaN or infinite: such output is not
+    // written, whatever the command.
+    void RefuseNewNonFinite() const {
+        for (int c = 0; c < channels; ++c) {
+            const FirstSeen& bad = badOut[static_cast<size_t>(c)];
+            if (bad.count > 0 && !badIn[static_cast<size_t>(c)]) {
+                throw ToolError(
+                    "channel " + std::to_string(c) + " holds only finite samples, but " +
+                        std::to_string(bad.count) +
+                        " of its results would be NaN or infinite (the first at output frame " +
+                        std::to_string(bad.frame) +
+                        "): the processing is numerically unstable at these settings or its "
+                        "results exceed the float range; nothing was written",
+                    kExitRefused);
+            }
+        }
+    }
+
+    void WarnAfterRun(SampleFormat outFormat) const {
+        if (nonFinite.count > 0) {
+            Warn("the input holds " + std::to_string(nonFinite.count) +
+                 " NaN or infinite samples (first: channel " + std::to_string(nonFinite.channel) +
+                 ", frame " + std::to_string(nonFinite.frame) +
+                 "); a filter that meets one carries it into every later output of that channel");
+        }
+        if (badOutput.count > nonFinite.count) {
+            // Only channels whose input held NaN or Inf get here.
+            Warn(std::to_string(badOutput.count) + " output samples are NaN or infinite (first: " +
+                 "channel " + std::to_string(badOutput.channel) + ", output frame " +
+                 std::to_string(badOutput.frame) + ")");
+        }
+        if (outOfRange.count > 0) {
+            const bool clamps = outFormat == SampleFormat::Int24;
+            Warn(std::to_string(outOfRange.count) + " output samples left the " +
+                 FormatName(outFormat) + " range and " +
+                 (clamps ? "were clamped to +-8388607" : "wrapped around") + " (first: channel " +
+                 std::to_string(outOfRange.channel) + ", output frame " +
+                 std::to_string(outOfRange.frame) +
+                 "); --out-format float32 writes the full values instead");
+        }
+    }
+};
+
+// The library objects of a run: the one whose output is written and, for
+// integer output, a float copy fed the same input.
+struct StreamProcessors {
+    Processor process;
+    Processor shadow;
+};
+
+// One block through the library, in place in block or, for float work on
+// integer input, in work; data is left pointing at the results. Returns the
+// frames produced.
+size_t ProcessBlock(const StreamFormats& fmt, const StreamProcessors& proc,
+                    const std::vector<int>& columns, std::uint64_t framesOut,
+                    std::vector<char>& block, std::vector<char>& work, size_t frames,
+                    StreamChecks& checks, char*& data) {
+    const size_t samples = frames * static_cast<size_t>(checks.channels);
+    data = block.data();
+    if (fmt.convert) {
+        ToFloat(block.data(), fmt.in, samples, work);
+        // One spare frame, as the reader keeps for the decimator.
+        work.resize(std::max(work.size(), (samples + static_cast<size_t>(checks.channels)) * 4));
+        data = work.data();
+        return proc.process(data, frames);
+    }
+    if (fmt.watchRange) {
+        ToFloat(block.data(), fmt.in, samples, work);
+        work.resize(std::max(work.size(), (samples + static_cast<size_t>(checks.channels)) * 4));
+        proc.shadow(work.data(), frames);
+    }
+    const size_t produced = proc.process(data, frames);
+    if (fmt.watchRange) {
+        checks.ScanShadow(work.data(), produced, columns, framesOut, fmt.out);
+    }
+    return produced;
+}
+
+// Reads the input block by block, hands each block to the library in place,
+// and writes what it returns. The output appears only when everything went
+// through. For integer output a second, float copy of the same processing
+// shows which results left the integer range.
+StreamResult Stream(const StreamOptions& opt, const char* verb, const StreamSetup& setup) {
+    const StreamFormats fmt = CheckedFormats(opt);
+    FrameReader reader(opt.input, fmt.in, opt.channels);
+    const int channels = reader.Channels();
+    const std::vector<bool> selected = SelectedMask(opt, channels);
+    StreamProcessors proc;
+    proc.process = setup.make(fmt.workLayout, channels, selected);
+    proc.shadow = fmt.watchRange ? setup.make(LayoutOf(SampleFormat::Float32), channels, selected)
+                                 : Processor();
+    const std::vector<int> columns = OutputColumns(setup, channels, selected);
+    const bool allColumns = static_cast<int>(columns.size()) == channels;
+
+    const std::string mismatch = ExtensionMismatch(opt.output, fmt.out);
+    if (!mismatch.empty()) {
+        Warn(mismatch);
+    }
+    OutputFile out(opt.output);
+    FrameWriter writer(out, fmt.out, static_cast<int>(columns.size()),
+                       CsvColumns(reader.Header(), columns));
+    Progress progress(verb, reader.BytesTotal(), opt.progress);
+    StreamResult result;
+    result.channels = static_cast<int>(columns.size());
+    StreamChecks checks(channels);
     std::vector<char> block;
     std::vector<char> work;
     for (;;) {
@@ -208,62 +364,17 @@ StreamResult Stream(const StreamOptions& opt, const char* verb, const StreamSetu
         if (frames == 0) {
             break;
         }
-        const size_t samples = frames * static_cast<size_t>(channels);
-        if (inLayout.type == 1) {
-            for (size_t i = 0; i < samples; ++i) {
-                float v;
-                std::memcpy(&v, block.data() + i * sizeof v, sizeof v);
-                if (!std::isfinite(v)) {
-                    const size_t ch = i % static_cast<size_t>(channels);
-                    nonFinite.Add(result.framesIn + i / static_cast<size_t>(channels),
-                                  static_cast<int>(ch));
-                    badIn[ch] = true;
-                }
-            }
+        if (fmt.inLayout.type == 1) {
+            checks.ScanInput(block.data(), frames, result.framesIn);
         }
-        char* data = block.data();
-        size_t produced = 0;
-        if (convert) {
-            ToFloat(block.data(), inFormat, samples, work);
-            // One spare frame, as the reader keeps for the decimator.
-            work.resize(std::max(work.size(), (samples + static_cast<size_t>(channels)) * 4));
-            data = work.data();
-            produced = process(data, frames);
-        } else {
-            if (watchRange) {
-                ToFloat(block.data(), inFormat, samples, work);
-                work.resize(std::max(work.size(), (samples + static_cast<size_t>(channels)) * 4));
-                shadow(work.data(), frames);
-            }
-            produced = process(data, frames);
-            if (watchRange) {
-                for (size_t j = 0; j < produced; ++j) {
-                    for (int c : columns) {
-                        float v;
-                        std::memcpy(&v, work.data() + (j * channels + c) * sizeof v, sizeof v);
-                        if (!std::isfinite(v)) {
-                            badOut[static_cast<size_t>(c)].Add(result.framesOut + j, c);
-                        } else if (!FitsType(v, outFormat)) {
-                            outOfRange.Add(result.framesOut + j, c);
-                        }
-                    }
-                }
-            }
-        }
-        if (workLayout.type == 1) {
-            for (size_t j = 0; j < produced; ++j) {
-                for (int c : columns) {
-                    float v;
-                    std::memcpy(&v, data + (j * channels + c) * sizeof v, sizeof v);
-                    if (!std::isfinite(v)) {
-                        badOutput.Add(result.framesOut + j, c);
-                        badOut[static_cast<size_t>(c)].Add(result.framesOut + j, c);
-                    }
-                }
-            }
+        char* data = nullptr;
+        const size_t produced =
+            ProcessBlock(fmt, proc, columns, result.framesOut, block, work, frames, checks, data);
+        if (fmt.workLayout.type == 1) {
+            checks.ScanOutput(data, produced, columns, result.framesOut);
         }
         if (!allColumns) {
-            KeepColumns(data, produced, channels, workLayout.width, columns);
+            KeepColumns(data, produced, channels, fmt.workLayout.width, columns);
         }
         writer.Write(data, produced);
         result.framesIn += frames;
@@ -273,46 +384,12 @@ StreamResult Stream(const StreamOptions& opt, const char* verb, const StreamSetu
     if (result.framesIn == 0) {
         throw ToolError(opt.input + " holds no samples", kExitIo);
     }
-    // Finite input must not come out NaN or infinite: such output is not
-    // written, whatever the command.
-    for (int c = 0; c < channels; ++c) {
-        const FirstSeen& bad = badOut[static_cast<size_t>(c)];
-        if (bad.count > 0 && !badIn[static_cast<size_t>(c)]) {
-            throw ToolError(
-                "channel " + std::to_string(c) + " holds only finite samples, but " +
-                    std::to_string(bad.count) +
-                    " of its results would be NaN or infinite (the first at output frame " +
-                    std::to_string(bad.frame) +
-                    "): the processing is numerically unstable at these settings or its "
-                    "results exceed the float range; nothing was written",
-                kExitRefused);
-        }
-    }
+    checks.RefuseNewNonFinite();
     out.Commit();
     progress.Finish(reader.BytesDone());
-    result.nonFinite = nonFinite.count;
-    result.outOfRange = outOfRange.count;
-    if (nonFinite.count > 0) {
-        Warn("the input holds " + std::to_string(nonFinite.count) +
-             " NaN or infinite samples (first: channel " + std::to_string(nonFinite.channel) +
-             ", frame " + std::to_string(nonFinite.frame) +
-             "); a filter that meets one carries it into every later output of that channel");
-    }
-    if (badOutput.count > nonFinite.count) {
-        // Only channels whose input held NaN or Inf get here.
-        Warn(std::to_string(badOutput.count) + " output samples are NaN or infinite (first: " +
-             "channel " + std::to_string(badOutput.channel) + ", output frame " +
-             std::to_string(badOutput.frame) + ")");
-    }
-    if (outOfRange.count > 0) {
-        const bool clamps = outFormat == SampleFormat::Int24;
-        Warn(std::to_string(outOfRange.count) + " output samples left the " +
-             FormatName(outFormat) + " range and " +
-             (clamps ? "were clamped to +-8388607" : "wrapped around") + " (first: channel " +
-             std::to_string(outOfRange.channel) + ", output frame " +
-             std::to_string(outOfRange.frame) +
-             "); --out-format float32 writes the full values instead");
-    }
+    result.nonFinite = checks.nonFinite.count;
+    result.outOfRange = checks.outOfRange.count;
+    checks.WarnAfterRun(fmt.out);
     return result;
 }
 
@@ -321,6 +398,51 @@ void RequireNot24(const StreamOptions& opt, const char* command) {
         throw ToolError(
             std::string("packed int24 samples are supported by decimate only, not by ") + command,
             kExitUsage);
+    }
+}
+
+// The frame filter's parameter block for a design.
+CFilterParam FilterParamOf(const DesignSpec& spec) {
+    CFilterParam param{};
+    param.m_nDesignMethod = spec.method;
+    param.m_nOrder = spec.taps;
+    param.m_nBandType = spec.band;
+    param.m_nWindowType = spec.window;
+    param.m_dUnused = spec.fs;
+    param.m_dFreq1 = spec.f1;
+    param.m_dFreq2 = spec.f2;
+    param.m_dFreq3 = spec.f3;
+    param.m_dFreq4 = spec.f4;
+    param.m_dPassRipple = spec.ripple;
+    param.m_dStopAtten = spec.atten;
+    param.m_dReserved = spec.reserved;
+    return param;
+}
+
+// Designs the filter of each selected channel; refuses a design the channel
+// cannot run.
+void DesignChannels(CChnsFilterFunc& chns, const CFilterParam& param,
+                    const std::vector<bool>& selected, bool sections,
+                    const DesignOutcome& outcome) {
+    CFilterParam p = param;
+    for (int c = 0; c < static_cast<int>(selected.size()); ++c) {
+        if (!selected[static_cast<size_t>(c)]) {
+            continue;
+        }
+        chns.DesignFilter(c, &p);
+        ChannelFilter* ch = chns.m_ppChannels[c];
+        FilterUser* user = ch->m_pFilterUser;
+        if (!ch->m_bEnabled || !user->GetIsStability()) {
+            std::string msg = ShowLibraryMessage(user->GetErrorMessage());
+            if (msg.empty()) {
+                msg = "the design did not produce a usable filter";
+            }
+            throw ToolError("specification refused: " + msg, kExitRefused);
+        }
+        // Checked on the channel's own design, which is what runs.
+        if (!sections && user->GetPoleRadius() >= 1.0) {
+            throw ToolError("specification refused: " + UnstableExplanation(outcome), kExitRefused);
+        }
     }
 }
 
@@ -353,39 +475,7 @@ StreamResult RunFilter(const StreamOptions& opt, const DesignSpec& spec, bool se
                             kExitRefused);
         }
         chns->setSectionMode(sections);
-        CFilterParam param{};
-        param.m_nDesignMethod = spec.method;
-        param.m_nOrder = spec.taps;
-        param.m_nBandType = spec.band;
-        param.m_nWindowType = spec.window;
-        param.m_dUnused = spec.fs;
-        param.m_dFreq1 = spec.f1;
-        param.m_dFreq2 = spec.f2;
-        param.m_dFreq3 = spec.f3;
-        param.m_dFreq4 = spec.f4;
-        param.m_dPassRipple = spec.ripple;
-        param.m_dStopAtten = spec.atten;
-        param.m_dReserved = spec.reserved;
-        for (int c = 0; c < channels; ++c) {
-            if (!selected[static_cast<size_t>(c)]) {
-                continue;
-            }
-            chns->DesignFilter(c, &param);
-            ChannelFilter* ch = chns->m_ppChannels[c];
-            FilterUser* user = ch->m_pFilterUser;
-            if (!ch->m_bEnabled || !user->GetIsStability()) {
-                std::string msg = ShowLibraryMessage(user->GetErrorMessage());
-                if (msg.empty()) {
-                    msg = "the design did not produce a usable filter";
-                }
-                throw ToolError("specification refused: " + msg, kExitRefused);
-            }
-            // Checked on the channel's own design, which is what runs.
-            if (!sections && user->GetPoleRadius() >= 1.0) {
-                throw ToolError("specification refused: " + UnstableExplanation(outcome),
-                                kExitRefused);
-            }
-        }
+        DesignChannels(*chns, FilterParamOf(spec), selected, sections, outcome);
         const int typeCode = layout.type;
         const int width = layout.width;
         return Processor([chns, typeCode, width, channels](char* data, size_t frames) {
@@ -482,6 +572,36 @@ std::string Number(double v) {
     return buf;
 }
 
+// The selected channels, in input order.
+std::vector<int> SelectedColumns(int channels, const std::vector<bool>& selected) {
+    std::vector<int> cols;
+    for (int c = 0; c < channels; ++c) {
+        if (selected[static_cast<size_t>(c)]) {
+            cols.push_back(c);
+        }
+    }
+    return cols;
+}
+
+// What was done with the decimator's start-up span, and how output frames line
+// up with input frames.
+std::string StartSpanNote(bool keepStart, int ratio, int span, double delay) {
+    const std::string ratioText = std::to_string(ratio);
+    if (keepStart) {
+        return "kept the start-up span: the first " + std::to_string(span) +
+               " output frames are the filters settling; output frame k lines up "
+               "with input frame " +
+               ratioText + "*k - " + Number(delay) + " (the filters' delay)";
+    }
+    return "removed the start-up span of " + std::to_string(span) + " output frames (" +
+           std::to_string(span * ratio) +
+           " input frames): output frame k lines up with input frame " + ratioText + "*k + " +
+           Number(span * ratio - delay) + " (" + std::to_string(span * ratio) +
+           " removed, less the filters' delay of " + Number(delay) +
+           "); --keep-start keeps it, so that frame k lines up with " + ratioText + "*k - " +
+           Number(delay);
+}
+
 }  // namespace
 
 StreamResult RunDecimate(const StreamOptions& opt, int ratio, bool keepStart) {
@@ -514,32 +634,9 @@ StreamResult RunDecimate(const StreamOptions& opt, int ratio, bool keepStart) {
     // Channels the decimator does not filter come out as the leading raw
     // samples of each of its inner blocks, which depend on the block size; they
     // are left out of the output.
-    setup.columns = [](int channels, const std::vector<bool>& selected) {
-        std::vector<int> cols;
-        for (int c = 0; c < channels; ++c) {
-            if (selected[static_cast<size_t>(c)]) {
-                cols.push_back(c);
-            }
-        }
-        return cols;
-    };
+    setup.columns = SelectedColumns;
     StreamResult r = Stream(opt, "decimating", setup);
-    const std::string ratioText = std::to_string(ratio);
-    if (keepStart) {
-        r.notes.push_back("kept the start-up span: the first " + std::to_string(span) +
-                          " output frames are the filters settling; output frame k lines up "
-                          "with input frame " +
-                          ratioText + "*k - " + Number(delay) + " (the filters' delay)");
-    } else {
-        r.notes.push_back("removed the start-up span of " + std::to_string(span) +
-                          " output frames (" + std::to_string(span * ratio) +
-                          " input frames): output frame k lines up with input frame " + ratioText +
-                          "*k + " + Number(span * ratio - delay) + " (" +
-                          std::to_string(span * ratio) + " removed, less the filters' delay of " +
-                          Number(delay) +
-                          "); --keep-start keeps it, so that frame k lines up with " + ratioText +
-                          "*k - " + Number(delay));
-    }
+    r.notes.push_back(StartSpanNote(keepStart, ratio, span, delay));
     if (!opt.selected.empty()) {
         r.notes.push_back("wrote only the selected channels, in input order");
     }
