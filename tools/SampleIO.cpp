@@ -179,45 +179,58 @@ RawLayout LayoutOf(SampleFormat format) {
 
 FrameReader::FrameReader(const std::string& path, SampleFormat format, int channels)
     : m_path(path), m_format(format), m_layout(LayoutOf(format)), m_channels(channels) {
-    std::error_code ec;
-    if (path == kStdStream) {
+    const bool sizeKnown = OpenInput();
+    if (format != SampleFormat::Csv) {
+        CheckRawSize(sizeKnown);
+    } else {
+        ReadCsvHeader();
+    }
+}
+
+// Opens the file (or takes standard input); true when its size is known.
+bool FrameReader::OpenInput() {
+    if (m_path == kStdStream) {
 #ifdef _WIN32
         _setmode(_fileno(stdin), _O_BINARY);
 #endif
         m_file = stdin;
         m_ownsFile = false;
-        ec = std::make_error_code(std::errc::not_supported);  // size unknown
-    } else {
-        m_file = std::fopen(path.c_str(), "rb");
-        if (m_file == nullptr) {
-            throw ToolError("cannot open " + path + ": " + std::strerror(errno), kExitIo);
-        }
-        const auto size = std::filesystem::file_size(path, ec);
-        m_bytesTotal = ec ? 0 : static_cast<std::uint64_t>(size);
+        return false;
     }
-
-    if (format != SampleFormat::Csv) {
-        if (channels < 1) {
-            throw ToolError("raw input needs --channels (at least 1)", kExitUsage);
-        }
-        const std::uint64_t frameBytes = static_cast<std::uint64_t>(channels) * m_layout.width;
-        if (!ec && m_bytesTotal % frameBytes != 0) {
-            throw ToolError(path + " is truncated: " + std::to_string(m_bytesTotal) +
-                                " bytes is not a whole number of " + std::to_string(frameBytes) +
-                                "-byte frames (" + std::to_string(channels) + " channels of " +
-                                FormatName(format) + ")",
-                            kExitIo);
-        }
-        if (!ec && m_bytesTotal == 0) {
-            throw ToolError(path + " holds no samples", kExitIo);
-        }
-        return;
+    m_file = std::fopen(m_path.c_str(), "rb");
+    if (m_file == nullptr) {
+        throw ToolError("cannot open " + m_path + ": " + std::strerror(errno), kExitIo);
     }
+    std::error_code ec;
+    const auto size = std::filesystem::file_size(m_path, ec);
+    m_bytesTotal = ec ? 0 : static_cast<std::uint64_t>(size);
+    return !ec;
+}
 
-    // CSV: the first non-empty line is a header when any field is not a number.
+// Raw input: whole frames of the stated channel count, and at least one.
+void FrameReader::CheckRawSize(bool sizeKnown) const {
+    if (m_channels < 1) {
+        throw ToolError("raw input needs --channels (at least 1)", kExitUsage);
+    }
+    const std::uint64_t frameBytes = static_cast<std::uint64_t>(m_channels) * m_layout.width;
+    if (sizeKnown && m_bytesTotal % frameBytes != 0) {
+        throw ToolError(m_path + " is truncated: " + std::to_string(m_bytesTotal) +
+                            " bytes is not a whole number of " + std::to_string(frameBytes) +
+                            "-byte frames (" + std::to_string(m_channels) + " channels of " +
+                            FormatName(m_format) + ")",
+                        kExitIo);
+    }
+    if (sizeKnown && m_bytesTotal == 0) {
+        throw ToolError(m_path + " holds no samples", kExitIo);
+    }
+}
+
+// CSV: the first non-empty line is a header when any field is not a number;
+// it also fixes the channel count.
+void FrameReader::ReadCsvHeader() {
     std::string first;
     if (!ReadCsvLine(first)) {
-        throw ToolError(path + " holds no samples", kExitIo);
+        throw ToolError(m_path + " holds no samples", kExitIo);
     }
     const std::vector<std::string> fields = SplitCsv(first);
     bool numeric = true;
@@ -229,8 +242,9 @@ FrameReader::FrameReader(const std::string& path, SampleFormat format, int chann
     if (m_channels == 0) {
         m_channels = columns;
     } else if (m_channels != columns) {
-        throw ToolError(path + " line " + std::to_string(m_line) + ": " + std::to_string(columns) +
-                            " columns, but --channels is " + std::to_string(m_channels),
+        throw ToolError(m_path + " line " + std::to_string(m_line) + ": " +
+                            std::to_string(columns) + " columns, but --channels is " +
+                            std::to_string(m_channels),
                         kExitUsage);
     }
     if (numeric) {

@@ -50,6 +50,9 @@ public:
     size_t Read(std::vector<char>& buf, size_t maxFrames);
 
 private:
+    bool OpenInput();
+    void CheckRawSize(bool sizeKnown) const;
+    void ReadCsvHeader();
     bool ReadCsvLine(std::string& line);
     bool ParseCsvRow(const std::string& line, std::vector<double>& values) const;
 
