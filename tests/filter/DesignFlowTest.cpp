@@ -12,7 +12,6 @@
 #include <limits>
 #include <map>
 #include <memory>
-#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -125,14 +124,6 @@ std::map<std::string, double> CaseParameters(const ValidationCase& c) {
 
 }  // namespace
 
-TEST(Validation, CasesReachEveryMessage) {
-    std::set<std::string> seen = {"order"};  // the design's own refusal, in FilterUserSpec
-    for (const ValidationCase& c : kValidationCases) {
-        seen.insert(c.message);
-    }
-    EXPECT_EQ(seen.size(), Messages().size() + 1);  // and the passing case
-}
-
 class ValidationOrder : public ::testing::TestWithParam<ValidationCase> {};
 
 // The first failing check decides the message, which the designer traces.
@@ -173,10 +164,6 @@ struct SpecCase {
     int length;
     Outcome outcome;
 };
-
-void PrintTo(const SpecCase& c, std::ostream* os) {
-    *os << c.name;
-}
 
 constexpr int kMaxTaps = (1 << 21) + 1;  // longest window FIR or moving average
 
@@ -219,18 +206,16 @@ TEST_P(FilterUserSpec, GetsItsOutcomeAndFiltersSafely) {
     EXPECT_EQ(user.DesignFilter(), c.outcome != kNoClass);
     EXPECT_EQ(user.GetIsStability(), c.outcome == kUsable);
     EXPECT_EQ(user.GetErrorMessage(), c.outcome == kOrder ? Messages().at("order") : "");
-    if (c.outcome == kNoClass) {
-        EXPECT_EQ(user.m_pFilter, nullptr);
-        EXPECT_EQ(trace.Lines(), Lines{});
-    }
+    EXPECT_EQ(trace.Lines(), Lines{});
+    EXPECT_EQ(user.m_pFilter == nullptr, c.outcome == kNoClass);
     if (c.outcome == kUsable) {
         ClassicFilter* f = user.m_pFilter;
         const bool iir = c.method <= DM_CHEBYSHEV2;
-        const int n = iir                         ? user.m_nIIROrder + 1
-                      : c.method == DM_WINDOW_FIR ? f->m_nLength
-                                                  : f->GetCoefCount();
+        const int n = iir ? user.m_nIIROrder + 1 : std::max(f->m_nLength, f->GetCoefCount());
         EXPECT_TRUE(AllFinite(f->GetNumerator(), n));
-        EXPECT_TRUE(!iir || AllFinite(f->GetDenominator(), n));
+        if (iir) {
+            EXPECT_TRUE(AllFinite(f->GetDenominator(), n));
+        }
         if (c.length == kMaxTaps) {
             return;  // two million products a sample: nothing more to learn
         }
@@ -258,24 +243,6 @@ TEST(DesignFlow, WindowCodesReachTheWindowDesign) {
         u.GetNewFilter(DM_WINDOW_FIR);
         EXPECT_EQ(static_cast<WindowsFilter*>(u.m_pFilter)->m_nWindowType, window) << code;
     }
-}
-
-// Warped selectivity 0.4489: acosh(sqrt(x2/x1)) / acosh(1/k) + 0.9 = 5.71 -> 5,
-// three sections of degree four.
-TEST(DesignFlow, IirOrderComesFromTheDesign) {
-    FilterUser u;
-    u.setFilterParameter(BAND_BANDPASS, DM_CHEBYSHEV1, 50, 80, 120, 150, 1000, 4, 0.5, 45, 0);
-    ASSERT_TRUE(u.DesignFilter());
-    EXPECT_EQ(u.m_nIIROrder, 12);
-}
-
-TEST(DesignFlow, WindowDesignGetsTheTwoCutoffsOnly) {
-    FilterUser u;
-    u.m_nIIROrder = 5;
-    u.setFilterParameter(BAND_LOWPASS, DM_WINDOW_FIR, 100, 140, 160, 200, 512, 21, 0.3, 40, 0);
-    ASSERT_TRUE(u.DesignFilter());
-    EXPECT_EQ((Doubles{u.m_pFilter->m_dFreq3, u.m_pFilter->m_dFreq4, double(u.m_nIIROrder)}),
-              (Doubles{-1, -1, 0}));
 }
 
 // A reset forgets the response arrays without freeing them: a pointer a
