@@ -122,14 +122,12 @@ TEST(FilterDataLevels, WindowFirOfEveryOddLength) {
         lengths.push_back(n);
     }
     for (int length : lengths) {
-        for (int window : {0, 5}) {
-            FilterUser user;
-            user.setWindowType(window);
-            user.setFilterParameter(length % 4 == 1 ? BAND_LOWPASS : BAND_BANDPASS, DM_WINDOW_FIR,
-                                    100, 140, 160, 200, 1000, length, 1.0, 60.0, 0);
-            ASSERT_TRUE(user.DesignFilter()) << length;
-            CompareAtEveryLevel(user, 700 + length, "window FIR " + std::to_string(length));
-        }
+        FilterUser user;
+        user.setWindowType(length % 3 == 0 ? 5 : 0);
+        user.setFilterParameter(length % 4 == 1 ? BAND_LOWPASS : BAND_BANDPASS, DM_WINDOW_FIR, 100,
+                                140, 160, 200, 1000, length, 1.0, 60.0, 0);
+        ASSERT_TRUE(user.DesignFilter()) << length;
+        CompareAtEveryLevel(user, 700 + length, "window FIR " + std::to_string(length));
     }
 }
 
