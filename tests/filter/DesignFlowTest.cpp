@@ -1,5 +1,5 @@
 // FilterUser's design front end: the request checks and their GBK messages,
-// hostile specifications, the design factory and the response display.
+// hostile requests, the design factory and the response display.
 #include <gtest/gtest.h>
 
 #include <RZFilterFunc/filter/AverageFilter.h>
@@ -263,7 +263,7 @@ TEST(ResponseAnalysis, AxisLimits) {
 // The order argument is also the target's tap count; the source's own tap
 // count is not copied. The moving average has no amplitude response, which
 // GetMaxMin marks unusable.
-TEST(ResponseAnalysis, InitDesCopiesTheParametersAndDesigns) {
+TEST(ResponseAnalysis, InitDesDesignsTheSourceRequestInTheTarget) {
     FilterUser source, target;
     source.setFilterParameter(BAND_HIGHPASS, DM_AVERAGE, 100, 0, 0, 0, 512, 4, 0.2, 30, 7.5);
     source.m_nFIRLength = 99;

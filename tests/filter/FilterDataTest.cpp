@@ -216,7 +216,7 @@ TEST(Smoother, OddReflectionKeepsARamp) {
 }
 
 // No samples, or a record whose padded copy would overflow an int count.
-TEST(Smoother, EmptyAndHugeRecordsAreLeftAlone) {
+TEST(Smoother, UnusableRecordLengthsAreLeftAlone) {
     Floats in(13, 3.0f), untouched(64, 9.0f);
     FilterUser::PingJunFilter(in.data(), 0, 1000.0f, 10.0f, untouched.data());
     FilterUser::PingJunFilter(in.data(), INT_MAX - 5, 1000.0f, 300.0f, untouched.data());

@@ -17,13 +17,13 @@ namespace {
 
 using Floats = std::vector<float>;
 
-struct Spec {
+struct SectionCase {
     int method, band;
     double fs, f1, f2, f3, f4, ap, as;
     bool tfStable;  // the first four are unstable as one transfer function
 };
 
-const Spec kSpecs[] = {
+const SectionCase kCases[] = {
     {DM_BUTTERWORTH, BAND_BANDPASS, 360.0, 0.1, 0.5, 40.0, 60.0, 1.0, 30.0, false},
     {DM_CHEBYSHEV1, BAND_BANDPASS, 360.0, 0.1, 0.5, 40.0, 60.0, 1.0, 30.0, false},
     {DM_CHEBYSHEV2, BAND_BANDPASS, 360.0, 0.1, 0.5, 40.0, 60.0, 1.0, 30.0, false},
@@ -34,7 +34,7 @@ const Spec kSpecs[] = {
     {DM_CHEBYSHEV1, BAND_BANDPASS, 1000.0, 100.0, 150.0, 250.0, 300.0, 1.0, 60.0, true},
 };
 
-void Design(FilterUser& u, const Spec& s, bool sections) {
+void Design(FilterUser& u, const SectionCase& s, bool sections) {
     u.setFilterParameter(s.band, s.method, s.f1, s.f2, s.f3, s.f4, s.fs, 0, s.ap, s.as, 0.0);
     u.setSectionMode(sections);
     ASSERT_TRUE(u.DesignFilter());
@@ -77,8 +77,8 @@ Floats Cascade(FilterUser& u, const Floats& in) {
 
 // Each design has (order + 1) / 2 sections; the pole radius is that of the
 // stored transfer function, above 1 exactly where it is unstable.
-TEST(SectionQueries, CountAndPoleRadiusFollowTheDesign) {
-    for (const Spec& s : kSpecs) {
+TEST(SectionQueries, QueriesFollowTheDesign) {
+    for (const SectionCase& s : kCases) {
         FilterUser u;
         Design(u, s, false);
         EXPECT_EQ(u.GetSectionCount(), (u.m_nIIROrder + 1) / 2) << s.method << " " << s.band;
@@ -110,7 +110,7 @@ TEST(SectionQueries, RefusalsLeaveNoSections) {
     FilterUser none, u;
     EXPECT_EQ(none.GetPoleRadius(), -1.0);
     EXPECT_EQ(none.GetSectionCount(), 0);
-    Design(u, kSpecs[4], true);
+    Design(u, kCases[4], true);
     u.m_dFreq2 = 50.0;  // stop edge below the pass edge
     EXPECT_FALSE(u.DesignFilter());
     EXPECT_EQ(u.GetSectionCount(), 0);
@@ -128,7 +128,7 @@ TEST(SectionQueries, RefusalsLeaveNoSections) {
 // within 1e-6 of the output's peak on unit noise (measured: 4e-9 at most).
 TEST(SectionMode, AgreesWithTheTransferFunctionWhereItIsStable) {
     const Floats x = Noise(4000, 2);
-    for (const Spec& s : kSpecs) {
+    for (const SectionCase& s : kCases) {
         if (!s.tfStable) {
             continue;
         }
@@ -152,7 +152,7 @@ TEST(SectionMode, AgreesWithTheTransferFunctionWhereItIsStable) {
 TEST(SectionMode, BlocksThroughMidStreamCopiesEqualTheCascade) {
     std::mt19937 rng(3);
     const Floats x = Noise(3000, 9), tail(x.begin() + 1000, x.end());
-    for (const Spec& s : kSpecs) {
+    for (const SectionCase& s : kCases) {
         FilterUser pieces, assigned;
         Design(pieces, s, true);
         const Floats expected = Cascade(pieces, x), fresh = Cascade(pieces, tail);
@@ -179,7 +179,7 @@ TEST(SectionMode, BlocksThroughMidStreamCopiesEqualTheCascade) {
 TEST(SectionMode, SwitchingMidStreamRestarts) {
     const Floats x = Noise(1200, 4);
     const Floats first(x.begin(), x.begin() + 500), second(x.begin() + 500, x.end());
-    const Spec& s = kSpecs[5];
+    const SectionCase& s = kCases[5];
     FilterUser switched;
     Design(switched, s, false);
     const Floats tf = Filtered(switched, first);
@@ -203,7 +203,7 @@ TEST(SectionMode, FrameChannelsFollowTheMode) {
     }
     CFilterParam p{DM_BUTTERWORTH, 0, BAND_BANDPASS, 0, 0.0, 0.1, 40.0, 0.5, 60.0, 1.0, 30.0, 0.0};
     FilterUser one;
-    Design(one, kSpecs[0], true);
+    Design(one, kCases[0], true);
     const Floats ya = Cascade(one, a), yb = Cascade(one, b);
     for (int modeFirst = 0; modeFirst < 2; ++modeFirst) {
         CChnsFilterFunc f;
