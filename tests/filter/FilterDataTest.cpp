@@ -1,3 +1,5 @@
+// FilterUser::FilterData with coefficients set by hand, so that each branch is
+// exercised apart from the designs, and the record smoother.
 #include <gtest/gtest.h>
 
 #include <RZFilterFunc/filter/AverageFilter.h>
@@ -8,22 +10,17 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
-#include <cstdlib>
 #include <numeric>
 #include <random>
 #include <vector>
+
+#include "SampleData.h"
 
 namespace {
 
 using Floats = std::vector<float>;
 using Doubles = std::vector<double>;
 
-class TestableFilterUser : public FilterUser {
-public:
-    using FilterUser::InputToFilter;
-};
-
-// Coefficients set by hand, so the block filter is exercised apart from the designs.
 void Make(FilterUser& u, int method, const Doubles& b, const Doubles& a = {}) {
     u.m_nDesignMethod = method;
     u.GetNewFilter(static_cast<DESIGN_METHOD>(method));
@@ -33,8 +30,7 @@ void Make(FilterUser& u, int method, const Doubles& b, const Doubles& a = {}) {
         std::copy(b.begin(), b.end(), static_cast<AverageFilter*>(u.m_pFilter)->m_pCoef);
     } else if (method == DM_WINDOW_FIR) {
         auto* fir = static_cast<FIRFilter*>(u.m_pFilter);
-        fir->m_pCoef = new double[b.size()];
-        std::copy(b.begin(), b.end(), fir->m_pCoef);
+        fir->m_pCoef = std::copy(b.begin(), b.end(), new double[b.size()]) - n;
         u.m_nFIRLength = fir->m_nLength = n;
     } else {
         auto* iir = static_cast<IIRFilter*>(u.m_pFilter);
@@ -51,27 +47,17 @@ Floats Filtered(FilterUser& user, Floats x) {
     return x;
 }
 
-Doubles Random(int n, double scale, unsigned seed) {
-    std::mt19937 rng(seed);
-    std::uniform_real_distribution<double> dist(-scale, scale);
-    Doubles v(static_cast<std::size_t>(n));
-    for (double& x : v) {
-        x = dist(rng);
-    }
-    return v;
-}
-
 // One random filter per branch; the IIR denominator keeps sum |a_k| < 1 (stable).
 void MakeRandom(FilterUser& u, int method) {
-    Doubles a = Random(5, 0.22, 2);
+    std::mt19937 rng(1);
+    Doubles a = rzf::test::RandomDoubles(rng, 5, 0.22);
     a[0] = 1.0;
-    Make(u, method, Random(method == DM_BUTTERWORTH ? 5 : 31, 0.3, 1), a);
+    Make(u, method, rzf::test::RandomDoubles(rng, method == DM_BUTTERWORTH ? 5 : 31, 0.3), a);
 }
 
-Floats Smooth(Floats in, float cutoff) {
-    Floats out(in.size(), 9.0f);
-    FilterUser::PingJunFilter(in.data(), static_cast<int>(in.size()), 1000.0f, cutoff, out.data());
-    return out;
+Floats Signal(int n) {
+    std::mt19937 rng(3);
+    return rzf::test::RandomFloats(rng, n, 100.0f, false);
 }
 
 const int kBranches[] = {DM_BUTTERWORTH, DM_WINDOW_FIR, DM_AVERAGE};
@@ -112,37 +98,11 @@ TEST(FilterData, HandComputedOutputs) {
     impulse[0] = 1.0f;
     std::iota(expected.rbegin() + 2, expected.rend(), 1.0f);
     EXPECT_EQ(Filtered(fir, impulse), expected);
-    EXPECT_EQ(fir.m_nFIRLength, 51);
-}
-
-// Blocks of random size (in place), through the designer itself, a copy made
-// mid-stream and an assigned copy, equal one call.
-TEST(FilterData, BlocksAndCopiesEqualOneCall) {
-    const Doubles random = Random(600, 100.0, 3);
-    const Floats signal(random.begin(), random.end());
-    std::mt19937 rng(11);
-    for (int method : kBranches) {
-        FilterUser whole, pieces, assigned;
-        MakeRandom(whole, method);
-        MakeRandom(pieces, method);
-        const Floats expected = Filtered(whole, signal);
-        Floats y = signal;
-        for (int pos = 0, k = 0, n = 0; pos < 600; pos += n, ++k) {
-            n = std::min(std::uniform_int_distribution<int>(0, 40)(rng), 600 - pos);
-            FilterUser copy(pieces);
-            assigned = pieces;
-            FilterUser& who = k % 3 == 0 ? pieces : k % 3 == 1 ? copy : assigned;
-            who.FilterData(y.data() + pos, y.data() + pos, n);
-        }
-        EXPECT_EQ(y, expected) << method;
-    }
 }
 
 // After a restart the designer filters as a new one does.
 TEST(FilterData, RestartEqualsAFreshDesigner) {
-    const Doubles random = Random(600, 100.0, 3);
-    const Floats signal(random.begin(), random.end());
-    const Floats tail(signal.begin() + 400, signal.end());
+    const Floats signal = Signal(600), tail(signal.begin() + 400, signal.end());
     for (int method : kBranches) {
         FilterUser used, fresh;
         MakeRandom(used, method);
@@ -153,41 +113,42 @@ TEST(FilterData, RestartEqualsAFreshDesigner) {
     }
 }
 
+// Calls without a design, null buffers, hostile counts or lengths beyond the
+// coefficients filter nothing, and leave the state as a new designer's.
 TEST(FilterData, NothingToFilterLeavesBuffersAlone) {
-    const Floats sentinel(4, 7.0f);
-    Floats out = sentinel;
+    Floats out(4, 7.0f);
     float in[4] = {1, 2, 3, 4};
     FilterUser none;  // never designed
     none.FilterData(in, out.data(), 4);
     for (int method : kBranches) {
-        FilterUser user;
+        FilterUser user, fresh;
         MakeRandom(user, method);
-        user.FilterData(nullptr, out.data(), 4);
-        user.FilterData(in, nullptr, 4);
-        user.FilterData(in, out.data(), 0);
-        user.FilterData(in, out.data(), -3);
-        EXPECT_NE(user.m_pState, nullptr) << method;  // state built anyway
-        EXPECT_FALSE(user.m_bFirstInput) << method;
+        MakeRandom(fresh, method);
+        for (int count : {0, -3, INT_MIN}) {
+            user.FilterData(in, out.data(), count);
+        }
+        for (int count : {4, INT_MAX}) {
+            user.FilterData(nullptr, out.data(), count);
+            user.FilterData(in, nullptr, count);
+        }
+        EXPECT_EQ(Filtered(user, {1, 2, 3}), Filtered(fresh, {1, 2, 3})) << method;
     }
     FilterUser iir, fir, average;
     Make(iir, DM_BUTTERWORTH, {1.0}, {1.0});  // order 0
     iir.FilterData(in, out.data(), 4);
     iir.m_nIIROrder = 200;  // beyond the coefficient arrays
     iir.FilterData(in, out.data(), 4);
-    EXPECT_TRUE(iir.m_bFirstInput);
-    EXPECT_EQ(iir.m_pState, nullptr);
     Make(fir, DM_WINDOW_FIR, {1.0, 2.0, 3.0});
-    fir.m_nFIRLength = -4;
-    fir.FilterData(in, out.data(), 4);
-    EXPECT_EQ(fir.m_nFIRLength, -3);
+    for (int length : {-4, 5}) {  // no taps; more taps than the filter holds
+        fir.m_nFIRLength = length;
+        fir.setFirstInputState(true);
+        fir.FilterData(in, out.data(), 4);
+    }
     EXPECT_EQ(fir.m_pState, nullptr);
-    fir.m_nFIRLength = 5;  // more taps than the filter holds
-    fir.setFirstInputState(true);
-    fir.FilterData(in, out.data(), 4);
     Make(average, DM_AVERAGE, {0.5, 0.5});
     static_cast<AverageFilter*>(average.m_pFilter)->m_nCoefCount = 0;
     average.FilterData(in, out.data(), 4);
-    EXPECT_EQ(out, sentinel);
+    EXPECT_EQ(out, Floats(4, 7.0f));
 }
 
 // A redesign without a restart keeps a long enough history and carries on from
@@ -214,71 +175,50 @@ TEST(FilterData, RedesignWithoutRestart) {
     EXPECT_EQ(Filtered(iir, {1, 2, 3, 4, 5, 6, 7}), (Floats{0, 0, 0, 0, 0, 0, 1}));
 }
 
-// Taps = 0.889892578125 / (2 cutoff / fs): 44.49 -> 44, 444.9 -> 444, 889.9 -> 500
-// (upper clamp), 1.48 -> 10 (lower clamp). Above 3 taps samples the impulse
-// response is zero-phase, the triangle (T - |k|) / T^2.
-TEST(Smoother, LongRecordsGetTheZeroPhaseTriangle) {
+// The smoother's T taps are 0.889892578125 / (2 cutoff / fs), clamped to 10..500:
+// 44.49 -> 44, 889.9 -> 500, 1.48 -> 10. An impulse at `at` comes back as the
+// zero-phase triangle (T - |k|) / T^2 above 3T samples, as T samples of 1/T
+// (one causal pass) above T samples, and as zeros up to T samples.
+TEST(Smoother, ImpulseResponseByRecordLength) {
     const struct {
         float cutoff;
         int taps, n, at;
-    } cases[] = {{10, 44, 4000, 2000},
-                 {1, 444, 4000, 2000},
-                 {0.5f, 500, 4000, 2000},
-                 {300, 10, 4000, 2000},
-                 {10, 44, 133, 66}};
+    } cases[] = {{10, 44, 4000, 2000}, {0.5f, 500, 4000, 2000}, {300, 10, 4000, 2000},
+                 {10, 44, 133, 66},    {10, 44, 132, 0},        {10, 44, 45, 0},
+                 {10, 44, 44, 0}};
     for (const auto& c : cases) {
-        Floats x(static_cast<std::size_t>(c.n), 0.0f);
+        Floats x(static_cast<std::size_t>(c.n), 0.0f), y(x.size(), 9.0f);
         x[static_cast<std::size_t>(c.at)] = 1.0f;
-        const Floats y = Smooth(x, c.cutoff);
+        FilterUser::PingJunFilter(x.data(), c.n, 1000.0f, c.cutoff, y.data());
+        const double t = c.taps;
         for (int i = 0; i < c.n; ++i) {
-            const int d = std::min(c.taps, std::abs(i - c.at));
-            EXPECT_NEAR(y[static_cast<std::size_t>(i)], (c.taps - d) / (double(c.taps) * c.taps),
-                        1e-6)
-                << c.n << " " << i;
-            EXPECT_EQ(y[static_cast<std::size_t>(i)] != 0.0f, d < c.taps)
-                << c.cutoff << " at " << i;
+            const int k = i - c.at;
+            const double expected = c.n > 3 * c.taps ? std::max(0.0, t - std::abs(k)) / (t * t)
+                                    : c.n > c.taps   ? (k < c.taps ? 1.0 / t : 0.0)
+                                                     : 0.0;
+            EXPECT_NEAR(y[static_cast<std::size_t>(i)], expected, 1e-6) << c.n << " at " << i;
+            EXPECT_EQ(y[static_cast<std::size_t>(i)] != 0.0f, expected != 0.0) << c.n << " " << i;
         }
     }
 }
 
-// Up to 3 taps samples one causal pass gives T samples of 1/T; up to T
-// samples only zeros; no samples, nothing at all.
-TEST(Smoother, ShortRecordsGetOnePassOrZeros) {
-    for (int n : {3 * 44, 44 + 1}) {
-        Floats x(static_cast<std::size_t>(n), 0.0f), expected(static_cast<std::size_t>(n), 0.0f);
-        x[0] = 1.0f;
-        std::fill(expected.begin(), expected.begin() + 44, 1.0f / 44.0f);
-        EXPECT_EQ(Smooth(x, 10.0f), expected) << n;
-    }
-    EXPECT_EQ(Smooth(Floats(44, 1.0f), 10.0f), Floats(44, 0.0f));
-    float untouched = 9.0f;
-    FilterUser::PingJunFilter(&untouched, 0, 1000.0f, 10.0f, &untouched);
-    EXPECT_EQ(untouched, 9.0f);
-}
-
-// Equal taps summing to exactly 1: a constant comes back exactly, edges included.
-TEST(Smoother, ConstantComesBackExactly) {
-    Floats in(13, 3.0f), out(13, 0.0f), coef(10, 0.25f);
-    TestableFilterUser::InputToFilter(in.data(), 13, coef.data(), 4, out.data());
-    EXPECT_EQ(out, in);
-}
-
-// The odd reflection continues a straight line, which a zero-phase average keeps.
+// The odd reflection continues a straight line, which a zero-phase average
+// keeps (to 1e-4).
 TEST(Smoother, OddReflectionKeepsARamp) {
-    Floats ramp(100);
+    Floats ramp(100), smoothed(100);
     for (std::size_t i = 0; i < ramp.size(); ++i) {
         ramp[i] = 0.5f * static_cast<float>(i) - 20.0f;
     }
-    const Floats smoothed = Smooth(ramp, 300.0f);
+    FilterUser::PingJunFilter(ramp.data(), 100, 1000.0f, 300.0f, smoothed.data());
     for (std::size_t i = 0; i < ramp.size(); ++i) {
         EXPECT_NEAR(smoothed[i], ramp[i], 1e-4) << i;
     }
 }
 
-// A record whose padded copy would overflow an int count is left alone.
-TEST(Smoother, HugeRecordsAreLeftAlone) {
-    Floats in(13, 3.0f), coef(10, 0.25f), untouched(64, 9.0f);
-    TestableFilterUser::InputToFilter(in.data(), INT_MAX - 5, coef.data(), 10, untouched.data());
+// No samples, or a record whose padded copy would overflow an int count.
+TEST(Smoother, UnusableRecordLengthsAreLeftAlone) {
+    Floats in(13, 3.0f), untouched(64, 9.0f);
+    FilterUser::PingJunFilter(in.data(), 0, 1000.0f, 10.0f, untouched.data());
     FilterUser::PingJunFilter(in.data(), INT_MAX - 5, 1000.0f, 300.0f, untouched.data());
     EXPECT_EQ(untouched, Floats(64, 9.0f));
 }

@@ -19,6 +19,7 @@ MESSAGES = [
     ("bs_lower", "阻带下边界频率应大于通带下边界频率！"),
     ("bs_upper", "通带上边界频率应大于阻带上边界频率！"),
     ("stop_order", "阻带上边界频率应大于阻带下边界频率！"),
+    ("order", "阶数太大，滤波器不稳定，返回"),
 ]
 
 here = os.path.dirname(os.path.abspath(__file__))
