@@ -1,6 +1,5 @@
-// Counts global allocations around CFilter::FilterData: after the first FIR
-// block has sized the working window (and from the start for IIR), block
-// filtering allocates nothing, whatever the sample type, stride or size.
+// After the first FIR block has sized the working window (and from the start
+// for IIR), CFilter's block filtering allocates nothing, for any type or size.
 #include <gtest/gtest.h>
 
 #include <vector>
