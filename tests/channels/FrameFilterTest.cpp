@@ -152,8 +152,7 @@ TEST(BesselTable, RowsAreUnityGainLowPassesAtTheirCutoff) {
             EXPECT_NEAR(got[k], record[4 + k], 0.02) << cutoff << '/' << rate << ' ' << k;
         ++rows;
     }
-    EXPECT_EQ(rows, 18);
-    EXPECT_EQ(rzf::BesselTableRowCount(), 18);
+    EXPECT_EQ(rzf::BesselTableRowCount(), rows);
     EXPECT_EQ(rzf::FindBesselSection(500, 1000), nullptr);
     EXPECT_EQ(rzf::FindBesselSection(100, 200), nullptr);
 }

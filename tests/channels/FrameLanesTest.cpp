@@ -70,8 +70,13 @@ bool RandomDesign(std::mt19937& rng, CFilterParam* p) {
 
 // The per-channel loop over FilterUser objects designed through their public
 // setters from the same record, or over Bessel sections.
-class ChannelLoop {
-public:
+struct ChannelLoop {
+    static constexpr rzf::BesselTableRow kOff{};  // marks a channel left off
+    int m_width;
+    std::vector<std::unique_ptr<FilterUser>> m_users;
+    std::vector<const rzf::BesselTableRow*> m_rows;
+    std::vector<double> m_state;
+
     ChannelLoop(int channels, int width)
         : m_width(width), m_users(channels), m_rows(channels), m_state(2 * channels) {}
 
@@ -88,8 +93,6 @@ public:
         m_rows[c] = rzf::FindBesselSection(cutoff, 1000);
         m_state[2 * c] = m_state[2 * c + 1] = 0.0;
     }
-
-    FilterUser& User(int c) { return *m_users[c]; }
 
     void Deal(char* data, int type, int frames) {
         const int channels = static_cast<int>(m_rows.size());
@@ -117,13 +120,6 @@ public:
                 rzf::WriteRawSample(y[j], first + j * channels * m_width, t);
         }
     }
-
-private:
-    static constexpr rzf::BesselTableRow kOff{};  // marks a channel left off
-    int m_width;
-    std::vector<std::unique_ptr<FilterUser>> m_users;
-    std::vector<const rzf::BesselTableRow*> m_rows;
-    std::vector<double> m_state;
 };
 
 // Designs channel c of both alike: a draw of the kind, or the uniform design u.
@@ -144,14 +140,19 @@ void Design(CChnsBesselFilterFun& f, ChannelLoop& loop, int c, Kind, int, std::m
     }
 }
 
-// Random samples in every slot: full-range integers with their extremes, or
-// floats with NaN, infinities and subnormals when specials is set.
-void Fill(char* p, int n, int type, int width, std::mt19937& rng, bool specials) {
-    const std::vector<float> x = rzf::test::RandomFloats(rng, n, 3e3f, specials);
-    for (int i = 0; i < n; ++i, p += width) {
-        const std::int32_t v = Draw(rng, 16) == 0
-                                   ? (Draw(rng, 2) ? INT32_MIN : INT32_MAX)
-                                   : static_cast<std::int32_t>(rng()) >> Draw(rng, 20);
+// Random samples: floats with NaN, infinities and subnormals when specials is
+// set; integers in runs per channel (steps, full-scale ones among them, so
+// outputs overshoot the type's range).
+void Fill(char* p, int frames, int channels, int type, int width, std::mt19937& rng,
+          bool specials) {
+    const std::vector<float> x = rzf::test::RandomFloats(rng, frames * channels, 3e3f, specials);
+    std::vector<std::int32_t> run(channels);
+    for (int i = 0; i < frames * channels; ++i, p += width) {
+        std::int32_t& v = run[i % channels];
+        if (Draw(rng, 6) == 0) {
+            v = Draw(rng, 3) == 0 ? (Draw(rng, 2) ? INT32_MIN : INT32_MAX)
+                                  : static_cast<std::int32_t>(rng()) >> Draw(rng, 20);
+        }
         const std::int16_t h = static_cast<std::int16_t>(v >> 16);
         const void* from = type == 0 ? static_cast<const void*>(&h) : &v;
         std::memcpy(p, type == 1 ? &x[i] : from, type == 0 ? 2 : 4);
@@ -199,7 +200,6 @@ void CheckStream(const LaneCase& param) {
     const int u = channels + type;
     for (int c = 0; c < channels; ++c)
         Design(*f, loop, c, kind, u, rng);
-    const int frameBytes = channels * width;
     for (int block = 0; block < 10; ++block) {
         if (block == 5) {
             const Filter copy(*f);
@@ -215,14 +215,15 @@ void CheckStream(const LaneCase& param) {
             if (block == 8 && channels > 2 && f->m_ppChannels[0]->m_bEnabled &&
                 f->m_ppChannels[2]->m_bEnabled) {
                 *f->m_ppChannels[2]->m_pFilterUser = *f->m_ppChannels[0]->m_pFilterUser;
-                loop.User(2) = loop.User(0);
+                *loop.m_users[2] = *loop.m_users[0];
             }
         }
         const int frames = 1 + Draw(rng, 300);
+        const int frameBytes = channels * width;  // and a trailing partial frame
         std::vector<char> a(static_cast<std::size_t>(frames * frameBytes + Draw(rng, frameBytes)));
         for (char& byte : a)
             byte = static_cast<char>(rng());
-        Fill(a.data(), frames * channels, type, width, rng, block > 7);
+        Fill(a.data(), frames, channels, type, width, rng, block > 7);
         std::vector<char> b = a;
         const int t = block == 3 ? 3 : type;
         ASSERT_EQ(f->InputDataAndDeal(a.data(), t, static_cast<int>(a.size())), frames);

@@ -1,7 +1,5 @@
-// Counts global allocations around the frame filters' InputDataAndDeal: once
-// every enabled channel's buffers have grown to the largest block (and the
-// lane plan's FIR scratch to the longest FIR), streaming allocates nothing, at
-// every instruction-set level.
+// Once every channel's buffers have grown to the largest block (and the lane
+// plan's FIR scratch to the longest FIR), the frame filters allocate nothing.
 #include <gtest/gtest.h>
 
 #include "AllocationCounter.h"
@@ -13,8 +11,8 @@
 
 #include "IsaLevels.h"
 
-// Order-8 and band-pass (order above the lane kernels) IIRs, a window FIR, a
-// moving average and a channel left off, so every path runs.
+// IIRs in and beyond the lane kernels' orders, a window FIR, a moving average
+// and a channel left off, so every path runs, at every level.
 TEST(FrameFilterSteadyState, NoAllocationOnceBuffersFit) {
     CFilterParam designs[] = {
         {DM_CHEBYSHEV1, 0, BAND_LOWPASS, 0, 0.0, 100, 350, 130, 400, 1, 40, 0},
