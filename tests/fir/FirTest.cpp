@@ -166,7 +166,7 @@ void CompareEveryLevel() {
 }  // namespace
 
 // Records: code n beta w[0..n-1], from scipy.signal.windows (symmetric).
-TEST(WindowFunctions, MatchScipyAndAreSymmetric) {
+TEST(WindowFunctions, MatchScipyExactlySymmetric) {
     for (const auto& r : ReadFirTable("windows.txt", 68)) {
         const int code = int(r[0]), n = int(r[1]);
         std::vector<float> w(n, kSentinel);
@@ -415,7 +415,7 @@ const WindowLengthCase kWindowLengthCases[] = {
 
 class WindowLength : public ::testing::TestWithParam<WindowLengthCase> {};
 
-TEST_P(WindowLength, DesignsItsTapsOrRefuses) {
+TEST_P(WindowLength, DesignedLengthOrRefusal) {
     const WindowLengthCase& c = GetParam();
     WindowsFilter f;
     ASSERT_EQ(Design(f, c.band, c.fs, c.f1, c.f2, c.window, c.length), c.taps > 0 ? 0 : -1);
@@ -491,7 +491,7 @@ const EngineCall kEngineCalls[] = {
 
 class EngineBadCall : public ::testing::TestWithParam<EngineCall> {};
 
-TEST_P(EngineBadCall, AcceptedOrChangesNothing) {
+TEST_P(EngineBadCall, LeavesTheBufferUnchanged) {
     const EngineCall& c = GetParam();
     CFilter f;
     double gain = 32768.0;
