@@ -2,15 +2,15 @@
 """Reference values for the FIR tests, computed with scipy.signal.
 
 Run from anywhere: /usr/bin/python3 gen_reference.py
-Writes windows.txt, window_designs.txt, responses.txt, kaiser_beta.txt, kaiser_designs.txt and
-bessel_i0.txt beside this script. Each line holds whitespace-separated fields;
+Writes windows.txt, window_designs.txt, responses.txt and kaiser_designs.txt beside this
+script. Each line holds whitespace-separated fields;
 the C++ tests describe the layout of each file.
 """
 
 import os
 
 import numpy as np
-from scipy import signal, special
+from scipy import signal
 from scipy.signal import windows
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -125,15 +125,6 @@ def write_responses():
         f.write("\n".join(lines) + "\n")
 
 
-def write_kaiser_beta():
-    # attenuation beta (scipy uses the other formula at exactly 50 dB)
-    lines = []
-    for a in (21.5, 25.0, 30.0, 40.0, 49.9, 50.5, 60.0, 80.0, 120.0):
-        lines.append("%.17g %.17g" % (a, signal.kaiser_beta(a)))
-    with open(os.path.join(HERE, "kaiser_beta.txt"), "w") as f:
-        f.write("\n".join(lines) + "\n")
-
-
 def kaiser_numtaps(atten, width):
     if atten > 21:
         n = int((atten - 7.95) / (width * 14.36) + 1.0)
@@ -181,19 +172,8 @@ def write_kaiser_designs():
         f.write("\n".join(lines) + "\n")
 
 
-def write_bessel():
-    # x I0(x)
-    lines = []
-    for x in (0.0, 1e-5, 0.5, 1.0, 2.5, 5.0, 8.6, 12.0, 20.0):
-        lines.append("%.17g %.17g" % (x, special.i0(x)))
-    with open(os.path.join(HERE, "bessel_i0.txt"), "w") as f:
-        f.write("\n".join(lines) + "\n")
-
-
 if __name__ == "__main__":
     write_windows()
     write_window_designs()
     write_responses()
-    write_kaiser_beta()
     write_kaiser_designs()
-    write_bessel()
