@@ -1,5 +1,5 @@
-// Runs the determinism probe and writes its records to the file named on the
-// command line (or to standard output), for comparison on another platform.
+// Writes the determinism probe's records to the file named on the command
+// line, or to standard output, for comparison on another platform.
 
 #include <fstream>
 #include <iostream>
@@ -7,12 +7,11 @@
 #include "DeterminismProbe.h"
 
 int main(int argc, char** argv) {
-    const auto records = rzf_probe::RunProbe();
+    std::ofstream file;
     if (argc > 1) {
-        std::ofstream out(argv[1], std::ios::binary);
-        rzf_probe::WriteRecords(out, records);
-        return out ? 0 : 1;
+        file.open(argv[1], std::ios::binary);
     }
-    rzf_probe::WriteRecords(std::cout, records);
-    return 0;
+    std::ostream& out = argc > 1 ? file : std::cout;
+    rzf_probe::WriteRecords(out, rzf_probe::RunProbe());
+    return out ? 0 : 1;
 }

@@ -10,82 +10,56 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 
 namespace tooltest {
 
 namespace fs = std::filesystem;
 
+Background StartTool(const std::string& args, const std::string& dir,
+                     const std::string& stdinFile) {
+    std::istringstream in(args);
+    std::vector<std::string> words{RZF_TOOL_PATH};
+    words.insert(words.end(), std::istream_iterator<std::string>(in), {});
+    std::vector<char*> argv;
+    for (std::string& w : words) {
+        argv.push_back(w.data());
+    }
+    argv.push_back(nullptr);
+    const std::string out = dir + "/.stdout", err = dir + "/.stderr", input = dir + "/" + stdinFile;
+    int fds[2];
+    const int pid = pipe(fds) == 0 ? fork() : -1;
+    if (pid == 0) {
+        dup2(stdinFile.empty() ? fds[0] : open(input.c_str(), O_RDONLY), 0);
+        dup2(open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644), 1);
+        dup2(open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644), 2);
+        close(fds[1]);
+        if (chdir(dir.c_str()) == 0) {
+            execv(argv[0], argv.data());
+        }
+        _exit(127);
+    }
+    close(fds[0]);
+    return {pid, fds[1]};
+}
+
+RunResult RunTool(const std::string& args, const std::string& dir, const std::string& stdinFile) {
+    const Background bg = StartTool(args, dir, stdinFile);
+    close(bg.stdinFd);
+    int status = 0;
+    if (bg.pid <= 0 || waitpid(bg.pid, &status, 0) != bg.pid) {
+        return {-1, "", "could not run the tool"};
+    }
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(dir + "/.stdout"),
+            ReadFile(dir + "/.stderr")};
+}
+
 std::string FreshDir(const std::string& name) {
     const fs::path dir = fs::path(RZF_TOOL_WORK_DIR) / name;
     fs::remove_all(dir);
     fs::create_directories(dir);
     return dir.string();
-}
-
-namespace {
-
-std::string Quote(const std::string& s) {
-    std::string q = "'";
-    for (char c : s) {
-        q += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    }
-    return q + "'";
-}
-
-}  // namespace
-
-RunResult RunTool(const std::string& args, const std::string& dir, const std::string& stdinFile) {
-    const std::string outPath = dir + "/.stdout";
-    const std::string errPath = dir + "/.stderr";
-    std::string cmd = "cd " + Quote(dir) + " && " + Quote(RZF_TOOL_PATH);
-    std::istringstream words(args);
-    for (std::string w; words >> w;) {
-        cmd += " " + Quote(w);
-    }
-    cmd += " >" + Quote(outPath) + " 2>" + Quote(errPath) + " <" +
-           (stdinFile.empty() ? std::string("/dev/null") : Quote(stdinFile));
-    const int status = std::system(cmd.c_str());
-    RunResult r{WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(outPath), ReadFile(errPath)};
-    fs::remove(outPath);
-    fs::remove(errPath);
-    return r;
-}
-
-Background StartTool(const std::string& args, const std::string& dir) {
-    std::vector<std::string> words{RZF_TOOL_PATH};
-    std::istringstream in(args);
-    for (std::string w; in >> w;) {
-        words.push_back(w);
-    }
-    int fds[2];
-    if (pipe(fds) != 0) {
-        return {};
-    }
-    const std::string outPath = dir + "/.stdout";
-    const std::string errPath = dir + "/.stderr";
-    const int pid = fork();
-    if (pid == 0) {
-        dup2(fds[0], 0);
-        close(fds[0]);
-        close(fds[1]);
-        const int out = open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        const int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        dup2(out, 1);
-        dup2(err, 2);
-        if (chdir(dir.c_str()) != 0) {
-            _exit(127);
-        }
-        std::vector<char*> argv;
-        for (std::string& w : words) {
-            argv.push_back(w.data());
-        }
-        argv.push_back(nullptr);
-        execv(argv[0], argv.data());
-        _exit(127);
-    }
-    close(fds[0]);
-    return {pid, fds[1]};
 }
 
 std::string ReadFile(const std::string& path) {
@@ -99,13 +73,14 @@ void WriteFile(const std::string& path, const std::string& bytes) {
     std::ofstream(path, std::ios::binary) << bytes;
 }
 
-std::vector<std::string> ListDir(const std::string& dir) {
+std::vector<std::string> Files(const std::string& dir) {
     std::vector<std::string> names;
-    for (const auto& e : fs::directory_iterator(dir)) {
-        if (e.is_regular_file()) {
-            names.push_back(e.path().filename().string());
+    for (const auto& e : fs::recursive_directory_iterator(dir)) {
+        if (e.is_regular_file() && e.path().filename().string()[0] != '.') {  // not .stdout
+            names.push_back(fs::relative(e.path(), dir).string());
         }
     }
+    std::sort(names.begin(), names.end());
     return names;
 }
 
@@ -121,7 +96,7 @@ std::vector<std::vector<double>> ReadCsv(const std::string& path) {
         for (std::string f; std::getline(fields, f, ',');) {
             char* end = nullptr;
             row.push_back(std::strtod(f.c_str(), &end));
-            EXPECT_TRUE(end != f.c_str() && *end == '\0') << path << ": " << line;
+            EXPECT_EQ(*end, '\0') << path << ": " << line;
         }
         rows.push_back(row);
     }
@@ -147,14 +122,12 @@ bool IsUtf8(const std::string& s) {
 std::vector<float> TestSignal(int channels, int frames, double amplitude) {
     std::vector<float> s(static_cast<size_t>(channels) * static_cast<size_t>(frames));
     std::uint32_t seed = 12345u;
-    for (int i = 0; i < frames; ++i) {
-        for (int c = 0; c < channels; ++c) {
-            seed = seed * 1664525u + 1013904223u;
-            const double noise = (static_cast<double>(seed >> 8) / 16777216.0 - 0.5) * 0.3;
-            const double tone = std::sin(0.05 * (c + 1) * i) + 0.5 * std::sin(1.3 * i + c);
-            s[static_cast<size_t>(i) * channels + c] =
-                static_cast<float>(amplitude * (tone + noise));
-        }
+    for (size_t k = 0, n = static_cast<size_t>(channels); k < s.size(); ++k) {
+        const double i = static_cast<double>(k / n), c = static_cast<double>(k % n);
+        seed = seed * 1664525u + 1013904223u;
+        const double noise = (static_cast<double>(seed >> 8) / 16777216.0 - 0.5) * 0.3;
+        s[k] = static_cast<float>(
+            amplitude * (std::sin(0.05 * (c + 1) * i) + 0.5 * std::sin(1.3 * i + c) + noise));
     }
     return s;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -9,41 +10,36 @@
 namespace tooltest {
 
 struct RunResult {
-    int exitCode;
+    int exitCode;  // -1 when the tool did not exit normally
     std::string out, err;
 };
-
-// A fresh, empty directory for one test.
-std::string FreshDir(const std::string& name);
-// Runs the tool inside dir with space-separated arguments (paths relative to dir).
-// stdinFile (relative to dir) feeds standard input; empty means /dev/null.
+// The tool started in dir with space-separated arguments, stdout and stderr
+// to files there, standard input from stdinFile (relative to dir) or, when
+// that is empty, from a pipe whose write end is stdinFd.
+struct Background {
+    int pid = -1, stdinFd = -1;
+};
+Background StartTool(const std::string& args, const std::string& dir,
+                     const std::string& stdinFile = "");
+// Runs the tool to its end; an empty stdinFile gives it an empty input.
 RunResult RunTool(const std::string& args, const std::string& dir,
                   const std::string& stdinFile = "");
 
-// The tool started in the background inside dir, its standard input a pipe
-// the test holds open (so the tool waits for data); stdout and stderr go to
-// files in dir.
-struct Background {
-    int pid = -1;
-    int stdinFd = -1;
-};
-Background StartTool(const std::string& args, const std::string& dir);
-
+std::string FreshDir(const std::string& name);  // new and empty, for one test
 std::string ReadFile(const std::string& path);
 void WriteFile(const std::string& path, const std::string& bytes);
-// Names of the files in dir (no directories).
-std::vector<std::string> ListDir(const std::string& dir);
-// Numbers of a CSV file, row by row (a header line is skipped).
-std::vector<std::vector<double>> ReadCsv(const std::string& path);
-// Whether the bytes are well-formed UTF-8 (GBK text is not).
-bool IsUtf8(const std::string& s);
-
+// Sorted, sub-directories included, .stdout and .stderr left out.
+std::vector<std::string> Files(const std::string& dir);
+std::vector<std::vector<double>> ReadCsv(const std::string& path);  // a header line skipped
+bool IsUtf8(const std::string& s);                                  // GBK text is not
+inline bool Has(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
 template <typename T>
 std::string ToBytes(const std::vector<T>& v) {
     return std::string(reinterpret_cast<const char*>(v.data()), v.size() * sizeof(T));
 }
-
-// Deterministic test signal: a few tones plus a pseudo-random part.
+// Deterministic interleaved test signal: a few tones plus a pseudo-random part.
 std::vector<float> TestSignal(int channels, int frames, double amplitude);
 
 }  // namespace tooltest
