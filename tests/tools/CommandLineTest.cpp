@@ -177,7 +177,7 @@ void PrintTo(const Cli& c, std::ostream* os) {
 
 class ToolRun : public testing::TestWithParam<Cli> {};
 
-TEST_P(ToolRun, ExitStatusAndMessages) {
+TEST_P(ToolRun, EndsAsTheRowSays) {
     const Cli& c = GetParam();
     const std::string dir = FreshDir(std::string("cli_") + c.name);
     std::string args, stdinFile;

@@ -124,7 +124,7 @@ testing::AssertionResult MaskHas(const Plot& p, const Box& f, const Box& w) {
 // from 0 to 256 Hz. The mask shades the pass band below -0.3 dB and the stop
 // band above -40 dB; dashed lines mark 100 and 140 Hz. The PNG has the SVG's
 // size, 1000 pixels wide.
-TEST(PlotTool, AmplitudeAxisAndMaskFollowTheSpecification) {
+TEST(PlotTool, AmplitudePanelShowsTheRequestedMask) {
     struct Axis {
         const char* extra;
         double lo, hi;

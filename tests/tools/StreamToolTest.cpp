@@ -165,7 +165,7 @@ TEST(StreamTool, HandDerivedCsvResults) {
 // counts those samples exactly, by the library's float results for the same
 // values; every other sample is that float truncated. --out-format float32
 // writes the float results themselves.
-TEST(StreamTool, IntegerOverflowIsCountedAndFloatOutputKeepsIt) {
+TEST(StreamTool, OutputOverflowIsReportedPerFormat) {
     struct Case {
         Stream run;
         double full, lo, hi;
