@@ -1,6 +1,10 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
+#include <cstring>
+#include <memory>
 #include <vector>
 
 #include <RZFilterFunc/decimate/CFirFunc.h>
@@ -12,6 +16,7 @@ namespace decimtest {
 constexpr int kRatios[9] = {2, 5, 10, 20, 50, 100, 200, 500, 1000};
 // Start-up span of each ratio: impulse-response length in output samples, plus one.
 constexpr int kSpans[9] = {23, 23, 29, 26, 30, 26, 25, 25, 24};
+constexpr int kWidth[4] = {2, 4, 4, 3};  // bytes per sample of types 0..3
 
 // Whole-signal reference: each stage convolves the complete signal after a
 // zero history in single precision, taps in increasing order, and keeps every
@@ -30,21 +35,37 @@ inline std::vector<float> ReferenceDecimate(int ratio, std::vector<float> cur) {
     return cur;
 }
 
-// Feeds float samples in calls of the given sizes (cycled) and collects the
-// output; optionally records the discard count after each call.
-inline std::vector<float> Feed(CFirFunc& fir, const std::vector<float>& x,
-                               const std::vector<int>& cuts, std::vector<int>* dels = nullptr) {
-    std::vector<float> out;
-    for (std::size_t pos = 0, c = 0, n = 0; pos < x.size(); pos += n, ++c) {
-        n = std::min<std::size_t>(cuts[c % cuts.size()], x.size() - pos);
-        std::vector<float> buf(n);  // exactly the call's samples: a write beyond is caught
-        std::copy(x.begin() + pos, x.begin() + pos + n, buf.begin());
-        const int written = fir.InputDataAndDeal(reinterpret_cast<char*>(buf.data()), int(n));
-        out.insert(out.end(), buf.begin(), buf.begin() + written);
-        if (dels != nullptr)
-            dels->push_back(fir.GetDelChnCount());
+// Feeds the raw stream in calls of the given sizes (cycled), each in a heap
+// buffer of exactly the call's samples, so that the sanitizer build sees any
+// write beyond them. Returns the output bytes; records each call's result when
+// asked.
+inline std::vector<char> FeedRaw(CFirFunc& fir, const std::vector<char>& raw, int type,
+                                 const std::vector<int>& cuts,
+                                 std::vector<int>* results = nullptr) {
+    const std::size_t w = kWidth[type], n = raw.size() / w;
+    std::vector<char> out;
+    for (std::size_t pos = 0, c = 0, k = 0; pos < n; pos += k, ++c) {
+        k = std::min<std::size_t>(cuts[c % cuts.size()], n - pos);
+        std::unique_ptr<char[]> buf(new char[k * w]);
+        std::memcpy(buf.get(), raw.data() + pos * w, k * w);
+        const int written = fir.InputDataAndDeal(buf.get(), static_cast<int>(k));
+        EXPECT_LE(written, static_cast<int>(k));
+        out.insert(out.end(), buf.get(), buf.get() + written * w);
+        if (results != nullptr)
+            results->push_back(written);
     }
     return out;
+}
+
+// The same for float samples (type 1).
+inline std::vector<float> Feed(CFirFunc& fir, const std::vector<float>& x,
+                               const std::vector<int>& cuts) {
+    std::vector<char> raw(x.size() * sizeof(float));
+    std::memcpy(raw.data(), x.data(), raw.size());
+    const std::vector<char> out = FeedRaw(fir, raw, 1, cuts);
+    std::vector<float> y(out.size() / sizeof(float));
+    std::memcpy(y.data(), out.data(), out.size());
+    return y;
 }
 
 inline std::vector<float> Channel(const std::vector<float>& v, int chn, int ch) {
