@@ -1,9 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <cmath>
 #include <cstdint>
-#include <cstring>
 #include <numeric>
 #include <string>
 #include <tuple>
@@ -14,9 +12,9 @@ using namespace decimtest;
 
 namespace {
 
-// Each row: Init on an object carrying one int16 sample of an earlier stream,
-// then one call on an exact-size buffer. A refused Init leaves nothing of the
-// earlier set-up; an accepted one starts without its carried sample.
+// Each row: Init on an object carrying one int16 sample of an earlier stream
+// (a refused Init keeps nothing of it, an accepted one drops the sample), then
+// one call on an exact-size buffer.
 struct DecimateCase {
     const char* name;
     int chn, ratio, block, type;
@@ -41,8 +39,7 @@ class DecimateBadInput : public ::testing::TestWithParam<DecimateCase> {};
 TEST_P(DecimateBadInput, RefusedOrSafeOnExactBuffers) {
     const DecimateCase& c = GetParam();
     const int bytes = std::max(c.count, 1) * 2;  // int16, or unknown types read nothing
-    std::unique_ptr<char[]> buf(new char[bytes]);
-    std::iota(buf.get(), buf.get() + bytes, char(1));
+    std::unique_ptr<char[]> buf(new char[bytes]());
     CFirFunc f;
     EXPECT_EQ(f.InputDataAndDeal(buf.get(), 1), 0);  // never initialised
     bool flags[2] = {true, true};
@@ -58,33 +55,27 @@ TEST_P(DecimateBadInput, RefusedOrSafeOnExactBuffers) {
 INSTANTIATE_TEST_SUITE_P(BadInput, DecimateBadInput, ::testing::ValuesIn(kBadCases),
                          [](const auto& row) { return std::string(row.param.name); });
 
-std::vector<std::uint32_t> Bits(const std::vector<float>& v) {
-    std::vector<std::uint32_t> bits(v.size());
-    std::memcpy(bits.data(), v.data(), v.size() * 4);
-    return bits;
-}
-
-// Ratio 10, 190 block samples over 2 channels: inner blocks of 100 frames
-// (whole outputs). A pass-through channel yields each block's first ten raw
-// samples with their bits (negative zero, a signalling NaN's payload, the
-// least subnormal); with the start-up span (29 outputs) dropped, only the
-// third block's last output remains.
+// Ratio 10, 190 block samples over 2 channels: inner blocks of 100 frames.
+// A pass-through channel yields each block's first ten raw samples, bits kept
+// (negative zero, a signalling NaN's payload, the least subnormal); with the
+// start-up span (29 outputs) dropped, only the third block's last remains.
 TEST(CFirFuncStream, PassThroughChannelYieldsEachBlocksLeadingSamples) {
-    std::vector<float> x(600, 1.0f), expect;
+    std::vector<std::uint32_t> x(600, 0x3F800000u), expect;  // float bits, 1.0f
     const std::uint32_t specials[3] = {0x80000000u, 0x7FA00001u, 1};
     for (int n = 0; n < 300; ++n) {
-        x[2 * n + 1] = static_cast<float>(n);
+        const float v = static_cast<float>(n);
+        std::memcpy(&x[2 * n + 1], &v, 4);
         if (n >= 1 && n <= 3)
-            std::memcpy(&x[2 * n + 1], &specials[n - 1], 4);
+            x[2 * n + 1] = specials[n - 1];
         if (n % 100 < 10)
             expect.push_back(x[2 * n + 1]);
     }
     bool flags[2] = {true, false};
     CFirFunc fir;
     ASSERT_TRUE(fir.Init(2, 10, 190, flags, 1, false));
-    EXPECT_EQ(Bits(Channel(Feed(fir, x, {600}), 2, 1)), Bits(expect));
+    EXPECT_EQ(Channel(Feed(fir, x, 4, {600}), 2, 1), expect);
     ASSERT_TRUE(fir.Init(2, 10, 190, flags, 1, true));
-    EXPECT_EQ(Channel(Feed(fir, x, {600}), 2, 1), std::vector<float>{209.0f});
+    EXPECT_EQ(Channel(Feed(fir, x, 4, {600}), 2, 1), std::vector<std::uint32_t>{0x43510000u});
 }
 
 // A call shorter than one frame that completes a frame returns nothing and
@@ -101,32 +92,30 @@ TEST(CFirFuncStream, FrameThatDoesNotFitStaysPending) {
         ASSERT_TRUE(whole.Init(chn, ratio, 1000, flags, type, false));
         ASSERT_TRUE(split.Init(chn, ratio, 1000, flags, type, false));
         std::vector<int> results;
-        const std::vector<char> got = FeedRaw(split, raw, type, {first, 1, 1000}, &results);
+        const std::vector<char> got = Feed(split, raw, kWidth[type], {first, 1, 1000}, &results);
         EXPECT_EQ(results, (std::vector<int>{0, 0, 3 * chn})) << chn;
-        EXPECT_EQ(got, FeedRaw(whole, raw, type, {1000})) << chn;
+        EXPECT_EQ(got, Feed(whole, raw, kWidth[type], {1000})) << chn;
     }
 }
 
-// A copy made mid-stream (39 samples carried) continues the stream on the
-// shared buffers after the original is gone; the stream split there equals one
-// call.
+// A copy made mid-stream (39 samples carried) continues on the shared buffers
+// after the original is gone: the split stream equals one call.
 TEST(CFirFuncCopy, CopyMadeMidStreamContinuesTheStream) {
     std::vector<float> x(2000);
     std::iota(x.begin(), x.end(), -999.0f);
     bool flags[2] = {true, true};
     CFirFunc ref, rest;
     ASSERT_TRUE(ref.Init(2, 20, 200, flags, 1, true));
-    const std::vector<float> whole = Feed(ref, x, {2000});
     std::vector<float> got;
     {
         CFirFunc a;
         ASSERT_TRUE(a.Init(2, 20, 200, flags, 1, true));
-        got = Feed(a, {x.begin(), x.begin() + 999}, {999});
+        got = Feed(a, std::vector<float>(x.begin(), x.begin() + 999), 4, {999});
         rest = CFirFunc(a);
     }
-    const std::vector<float> tail = Feed(rest, {x.begin() + 999, x.end()}, {1001});
+    const auto tail = Feed(rest, std::vector<float>(x.begin() + 999, x.end()), 4, {1001});
     got.insert(got.end(), tail.begin(), tail.end());
-    EXPECT_EQ(got, whole);
+    EXPECT_EQ(got, Feed(ref, x, 4, {2000}));
 }
 
 }  // namespace

@@ -18,9 +18,8 @@ constexpr int kRatios[9] = {2, 5, 10, 20, 50, 100, 200, 500, 1000};
 constexpr int kSpans[9] = {23, 23, 29, 26, 30, 26, 25, 25, 24};
 constexpr int kWidth[4] = {2, 4, 4, 3};  // bytes per sample of types 0..3
 
-// Whole-signal reference: each stage convolves the complete signal after a
-// zero history in single precision, taps in increasing order, and keeps every
-// factor-th result.
+// Whole-signal reference: each stage convolves the signal after a zero history
+// in single precision, taps in increasing order, keeping every factor-th sum.
 inline std::vector<float> ReferenceDecimate(int ratio, std::vector<float> cur) {
     const DecimRatioDesc* d = rzf::FindDecimRatio(ratio);
     for (int k = 0; k < d->m_nStageCount; ++k) {
@@ -35,41 +34,33 @@ inline std::vector<float> ReferenceDecimate(int ratio, std::vector<float> cur) {
     return cur;
 }
 
-// Feeds the raw stream in calls of the given sizes (cycled), each in a heap
-// buffer of exactly the call's samples, so that the sanitizer build sees any
-// write beyond them. Returns the output bytes; records each call's result when
-// asked.
-inline std::vector<char> FeedRaw(CFirFunc& fir, const std::vector<char>& raw, int type,
-                                 const std::vector<int>& cuts,
-                                 std::vector<int>* results = nullptr) {
-    const std::size_t w = kWidth[type], n = raw.size() / w;
-    std::vector<char> out;
+// Feeds samples of `width` bytes in calls of the given sizes (cycled), each in
+// a heap buffer of exactly its samples (the sanitizer build sees any write
+// beyond), and returns the output; records each call's result when asked.
+template <typename T>
+std::vector<T> Feed(CFirFunc& fir, const std::vector<T>& x, int width, const std::vector<int>& cuts,
+                    std::vector<int>* results = nullptr) {
+    const char* raw = reinterpret_cast<const char*>(x.data());
+    const std::size_t n = x.size() * sizeof(T) / width;
+    std::vector<T> out;
     for (std::size_t pos = 0, c = 0, k = 0; pos < n; pos += k, ++c) {
         k = std::min<std::size_t>(cuts[c % cuts.size()], n - pos);
-        std::unique_ptr<char[]> buf(new char[k * w]);
-        std::memcpy(buf.get(), raw.data() + pos * w, k * w);
+        std::unique_ptr<char[]> buf(new char[k * width]);
+        std::memcpy(buf.get(), raw + pos * width, k * width);
         const int written = fir.InputDataAndDeal(buf.get(), static_cast<int>(k));
         EXPECT_LE(written, static_cast<int>(k));
-        out.insert(out.end(), buf.get(), buf.get() + written * w);
+        const std::size_t m = written * width / sizeof(T);
+        out.resize(out.size() + m);
+        std::memcpy(out.data() + out.size() - m, buf.get(), written * width);
         if (results != nullptr)
             results->push_back(written);
     }
     return out;
 }
 
-// The same for float samples (type 1).
-inline std::vector<float> Feed(CFirFunc& fir, const std::vector<float>& x,
-                               const std::vector<int>& cuts) {
-    std::vector<char> raw(x.size() * sizeof(float));
-    std::memcpy(raw.data(), x.data(), raw.size());
-    const std::vector<char> out = FeedRaw(fir, raw, 1, cuts);
-    std::vector<float> y(out.size() / sizeof(float));
-    std::memcpy(y.data(), out.data(), out.size());
-    return y;
-}
-
-inline std::vector<float> Channel(const std::vector<float>& v, int chn, int ch) {
-    std::vector<float> r;
+template <typename T>
+std::vector<T> Channel(const std::vector<T>& v, int chn, int ch) {
+    std::vector<T> r;
     for (std::size_t i = ch; i < v.size(); i += chn)
         r.push_back(v[i]);
     return r;

@@ -1,5 +1,3 @@
-// Once the output buffer has grown to the largest call, streaming allocates
-// nothing: global allocations counted around InputDataAndDeal.
 #include <gtest/gtest.h>
 
 #include "AllocationCounter.h"
@@ -8,6 +6,7 @@
 
 #include <RZFilterFunc/decimate/CFirFunc.h>
 
+// Once the output buffer has grown to the largest call, streaming allocates nothing.
 TEST(CFirFuncSteadyState, NoAllocationOnceTheOutputBufferFits) {
     std::vector<char> buf(4 * 3 * 4000, 0);
     bool flags[3] = {true, false, true};
