@@ -42,19 +42,19 @@ std::vector<T> Feed(CFirFunc& fir, const std::vector<T>& x, int width, const std
                     std::vector<int>* results = nullptr) {
     const char* raw = reinterpret_cast<const char*>(x.data());
     const std::size_t n = x.size() * sizeof(T) / width;
-    std::vector<T> out;
+    std::vector<char> bytes;
     for (std::size_t pos = 0, c = 0, k = 0; pos < n; pos += k, ++c) {
         k = std::min<std::size_t>(cuts[c % cuts.size()], n - pos);
         std::unique_ptr<char[]> buf(new char[k * width]);
         std::memcpy(buf.get(), raw + pos * width, k * width);
         const int written = fir.InputDataAndDeal(buf.get(), static_cast<int>(k));
         EXPECT_LE(written, static_cast<int>(k));
-        const std::size_t m = written * width / sizeof(T);
-        out.resize(out.size() + m);
-        std::memcpy(out.data() + out.size() - m, buf.get(), written * width);
+        bytes.insert(bytes.end(), buf.get(), buf.get() + written * width);
         if (results != nullptr)
             results->push_back(written);
     }
+    std::vector<T> out(bytes.size() / sizeof(T));
+    std::copy(bytes.begin(), bytes.end(), reinterpret_cast<char*>(out.data()));
     return out;
 }
 
