@@ -1,18 +1,12 @@
-// Counts global allocations around InputDataAndDeal: once the output buffer
-// has grown to the largest call, streaming allocates nothing.
 #include <gtest/gtest.h>
 
 #include "AllocationCounter.h"
 
-#include <cstdlib>
-#include <new>
 #include <vector>
 
 #include <RZFilterFunc/decimate/CFirFunc.h>
 
-// The replaced allocation functions live in the shared counter.
-static long& g_allocations = rzf::test::g_allocations.count;
-
+// Once the output buffer has grown to the largest call, streaming allocates nothing.
 TEST(CFirFuncSteadyState, NoAllocationOnceTheOutputBufferFits) {
     std::vector<char> buf(4 * 3 * 4000, 0);
     bool flags[3] = {true, false, true};
@@ -21,14 +15,13 @@ TEST(CFirFuncSteadyState, NoAllocationOnceTheOutputBufferFits) {
             CFirFunc fir;
             ASSERT_TRUE(fir.Init(3, ratio, 3000, flags, type, true));
             // Largest call first: the buffer and its shared owner's control block.
-            long before = g_allocations;
+            const rzf::test::AllocationWatch first;
             fir.InputDataAndDeal(buf.data(), 3 * 4000);
-            const long first = g_allocations - before;
-            EXPECT_GE(first, 1) << ratio;
-            EXPECT_LE(first, 2) << ratio;
-            before = g_allocations;
+            EXPECT_GE(first.Taken(), 1) << ratio;
+            EXPECT_LE(first.Taken(), 2) << ratio;
+            const rzf::test::AllocationWatch steady;
             for (int n : {1, 17, 3 * 4000, 999, 3 * ratio + 2, 5000})
                 fir.InputDataAndDeal(buf.data(), n);
-            EXPECT_EQ(g_allocations - before, 0) << ratio << " type " << type;
+            EXPECT_EQ(steady.Taken(), 0) << ratio << " type " << type;
         }
 }
