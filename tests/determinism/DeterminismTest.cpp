@@ -78,7 +78,7 @@ double Difference(const Record& mine, const Record& theirs, const Record* amplit
 
 // Two runs in one process agree bit for bit, every kind has its expectation,
 // and the text form gives back every record exactly.
-TEST(Determinism, SecondRunAndTextFormReproduceEveryRecord) {
+TEST(Determinism, EveryRecordRepeatsBitForBit) {
     const auto first = rzf_probe::RunProbe();
     std::stringstream text;
     rzf_probe::WriteRecords(text, first);
