@@ -65,7 +65,7 @@ def test_files_on_cluster_equal_sequential_run(ref, recordings, client, tmp_path
             channel_designs(d))
 
 
-def test_bad_file_and_colliding_names_are_refused(tmp_path):
+def test_bad_inputs_are_refused(tmp_path):
     (tmp_path / "odd.raw").write_bytes(b"\x00" * 7)
     spec = batch.IntegrateSpec(dtype="int16", channels=2, fs=10.0)
     with pytest.raises(ValueError, match="whole number"):

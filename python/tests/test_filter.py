@@ -25,7 +25,7 @@ def signal(rng, n, fs=1000.0):
 
 
 @pytest.mark.parametrize("name,sections", ROWS)
-def test_pieces_and_restart_identical_to_library(ref, rng, name, sections):
+def test_pieces_with_a_restart_identical_to_library(ref, rng, name, sections):
     d = rz.design(**ALL[name])
     x = signal(rng, 5000, d.fs)
     f = rz.Filter(d, sections=sections)
@@ -39,7 +39,7 @@ def test_pieces_and_restart_identical_to_library(ref, rng, name, sections):
 
 
 @pytest.mark.parametrize("sections", [False, True])
-def test_in_place_and_out_argument_give_the_same_bits(rng, sections):
+def test_in_place_or_out_argument_gives_the_same_bits(rng, sections):
     d = rz.design(**WIDE)
     x = signal(rng, 3000, d.fs)
     expected = rz.Filter(d, sections=sections)(x)
