@@ -44,7 +44,7 @@ void Deal(FuzzedDataProvider& in, CFirFunc& f) {
     const int bytesPerSample = f.m_nSampleType == 0 ? 2 : (f.m_nSampleType == 3 ? 3 : 4);
     const int count = in.ConsumeIntegralInRange<int>(-1, rzf_fuzz::kMaxBlock / 2);
     const int room = count > 0 ? count : 1;
-    ExactBuffer<char> buf(static_cast<std::size_t>(room) * bytesPerSample);
+    ExactBuffer<char> buf(static_cast<std::size_t>(room * bytesPerSample));
     buf.Fill(in);
     const int got = f.InputDataAndDeal(buf.data(), count);
     rzf_fuzz::Require(got >= 0, "negative sample count returned");

@@ -141,10 +141,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     FuzzedDataProvider in(data, size);
     std::vector<FilterUser> users(2);
     for (int steps = 0; in.remaining_bytes() > 0 && steps < 24; ++steps) {
-        FilterUser& user = users[in.ConsumeIntegralInRange<int>(0, 1)];
+        FilterUser& user = users[in.ConsumeIntegralInRange<std::size_t>(0, 1)];
         const int code = in.ConsumeIntegralInRange<int>(0, 10);
         if (code == 9) {
-            Copy(in, user, users[in.ConsumeIntegralInRange<int>(0, 1)]);
+            Copy(in, user, users[in.ConsumeIntegralInRange<std::size_t>(0, 1)]);
         } else {
             kSteps[code](in, user);
         }

@@ -106,12 +106,12 @@ int Drive(const std::uint8_t* data, std::size_t size, int maxSteps, const Step<T
     FuzzedDataProvider in(data, size);
     std::vector<T> objects(2);
     for (int count = 0; in.remaining_bytes() > 0 && count < maxSteps; ++count) {
-        T& object = objects[in.ConsumeIntegralInRange<int>(0, 1)];
+        T& object = objects[in.ConsumeIntegralInRange<std::size_t>(0, 1)];
         const auto code = in.ConsumeIntegralInRange<std::size_t>(0, N + 1);
         if (code < N) {
             steps[code](in, object);
         } else if (code == N) {
-            objects[in.ConsumeIntegralInRange<int>(0, 1)] = object;
+            objects[in.ConsumeIntegralInRange<std::size_t>(0, 1)] = object;
         } else {
             auto early = std::make_unique<T>(object);
             if (in.ConsumeBool()) {
