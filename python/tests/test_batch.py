@@ -78,5 +78,5 @@ def test_bad_inputs_are_refused(tmp_path):
 def test_without_a_client_a_local_cluster_runs_the_files(recordings, tmp_path):
     spec = batch.IntegrateSpec(dtype="int16", channels=3, fs=100.0)
     results = batch.integrate_files(recordings[:2], spec, tmp_path / "local")
-    assert outputs(results) == outputs(
-        [batch.integrate_file(p, spec, str(tmp_path / f"s{i}.raw")) for i, p in enumerate(recordings[:2])])
+    assert outputs(results) == outputs([batch.integrate_file(p, spec, str(tmp_path / f"s{i}.raw"))
+                                        for i, p in enumerate(recordings[:2])])
