@@ -1,72 +1,56 @@
-"""Bad input gets a Python exception that names the argument, never a crash."""
+"""Bad input gets a Python exception that names the argument, never a crash;
+the package as shipped: stubs in step with the binding, documented API, the
+library's trace lines routed to logging."""
+
+import ast
+import inspect
+import logging
+from pathlib import Path
 
 import numpy as np
 import pytest
 
 import rzfilterfunc as rz
+from rzfilterfunc import _core
 
 
-@pytest.fixture(scope="module")
-def flt():
-    return rz.Filter(rz.design("butterworth", "lowpass", 1000.0, [100, 200]))
+def filter_call(x, out=None):
+    return rz.Filter(rz.design("butterworth", "lowpass", 1000.0, [100, 200]))(x, out=out)
 
 
-@pytest.mark.parametrize("x,exc,text", [
-    ([1.0, 2.0], TypeError, "x: expected a numpy.ndarray"),
-    (np.zeros(8, dtype=np.float64), TypeError, "x: expected dtype 'float32'"),
-    (np.zeros(8, dtype=">f4"), TypeError, "native byte order"),
-    (np.zeros((2, 4), dtype=np.float32), ValueError, "x: expected a 1-D array"),
-    (np.zeros(16, dtype=np.float32)[::2], ValueError, "x: the array must be C-contiguous"),
-])
-def test_filter_rejects_bad_arrays(flt, x, exc, text):
-    with pytest.raises(exc, match=text):
-        flt(x)
+def read_only(n):
+    a = np.zeros(n, dtype=np.float32)
+    a.flags.writeable = False
+    return a
 
 
-def test_filter_out_argument_checks(flt):
-    x = np.zeros(8, dtype=np.float32)
-    with pytest.raises(ValueError, match="out: has 4 samples"):
-        flt(x, out=np.zeros(4, dtype=np.float32))
-    ro = np.zeros(8, dtype=np.float32)
-    ro.flags.writeable = False
-    with pytest.raises(ValueError, match="out: the array is read-only"):
-        flt(x, out=ro)
-    buf = np.zeros(12, dtype=np.float32)
-    with pytest.raises(ValueError, match="overlaps"):
-        flt(buf[:8], out=buf[2:10])
+BUF = np.zeros(12, dtype=np.float32)
+FRAMES = [rz.FrameFilter(2, 1000.0, "int16"), rz.BesselFrameFilter(2, 1000.0, "int16"),
+          rz.Decimator(2, 2, "int16"), rz.Integrator(2, 10.0, "int16")]
+EDGES4 = [50, 100, 200, 300]
+DESIGN = dict(method="butterworth", band="lowpass", fs=1000.0, edges=[100, 200])
 
 
-@pytest.mark.parametrize("kwargs,exc,text", [
-    (dict(method="bessel"), ValueError, "method: unknown name 'bessel'"),
-    (dict(method=4), ValueError, "method: unknown code 4"),
-    (dict(band="notch"), ValueError, "band: unknown name"),
-    (dict(band=7), ValueError, "band: unknown code 7"),
-    (dict(fs=float("nan")), ValueError, "fs: must be a finite number"),
-    (dict(fs=float("inf")), ValueError, "fs: must be a finite number"),
-    (dict(edges=[100, float("nan")]), ValueError, r"edges\[1\]: must be a finite"),
-    (dict(edges=[100]), ValueError, "edges: this design reads 2 band edges"),
-    (dict(edges=[1, 2, 3, 4, 5]), ValueError, "edges: expected 1 to 4"),
-    (dict(edges="abc"), TypeError, "edges"),
-    (dict(ripple=float("nan")), ValueError, "ripple: must be a finite"),
-    (dict(atten="40"), TypeError, "atten: expected a number"),
-    (dict(method="window", length=0), ValueError, "length: a window design needs"),
-    (dict(method="window", length=2.5), TypeError, "length: expected an integer"),
-    (dict(method="window", window="kaiser"), ValueError, "window: unknown name"),
-])
-def test_design_rejects_bad_arguments(kwargs, exc, text):
-    args = dict(method="butterworth", band="lowpass", fs=1000.0, edges=[100, 200])
-    args.update(kwargs)
-    with pytest.raises(exc, match=text):
-        rz.design(**args)
-
-
-def test_codes_and_names_are_equivalent():
-    a = rz.design(1, 3, 1000.0, [50, 100, 200, 300])
-    b = rz.design("chebyshev1", "bandpass", 1000.0, [50, 100, 200, 300])
-    assert a.b.tobytes() == b.b.tobytes() and a.method == "chebyshev1" and a.band == "bandpass"
-
-
-@pytest.mark.parametrize("make,exc,text", [
+@pytest.mark.parametrize("call,exc,text", [
+    (lambda: filter_call([1.0, 2.0]), TypeError, "x: expected a numpy.ndarray"),
+    (lambda: filter_call(np.zeros(8)), TypeError, "x: expected dtype 'float32'"),
+    (lambda: filter_call(np.zeros(8, dtype=">f4")), TypeError, "native byte order"),
+    (lambda: filter_call(np.zeros((2, 4), dtype=np.float32)), ValueError, "x: expected a 1-D"),
+    (lambda: filter_call(BUF[::2]), ValueError, "x: the array must be C-contiguous"),
+    (lambda: filter_call(BUF[:8], BUF[:4]), ValueError, "out: has 4 samples"),
+    (lambda: filter_call(BUF[:8], read_only(8)), ValueError, "out: the array is read-only"),
+    (lambda: filter_call(BUF[:8], BUF[2:10]), ValueError, "overlaps"),
+    *[(lambda kw=kw: rz.design(**{**DESIGN, **kw}), exc, text) for kw, exc, text in [
+        (dict(method="bessel"), ValueError, "method: unknown name 'bessel'"),
+        (dict(band=7), ValueError, "band: unknown code 7"),
+        (dict(fs=float("nan")), ValueError, "fs: must be a finite number"),
+        (dict(atten="40"), TypeError, "atten: expected a number"),
+        (dict(edges=[100]), ValueError, "edges: this design reads 2 band edges"),
+        (dict(edges=[1, 2, 3, 4, 5]), ValueError, "edges: expected 1 to 4"),
+        (dict(edges="abc"), TypeError, "edges"),
+        (dict(method="window", length=0), ValueError, "length: a window design needs"),
+        (dict(method="window", length=2.5), TypeError, "length: expected an integer"),
+    ]],
     (lambda: rz.FrameFilter(0, 1000.0, "int16"), ValueError, "channels: must be between 1"),
     (lambda: rz.FrameFilter(2, float("nan"), "int16"), ValueError, "fs: must be a finite"),
     (lambda: rz.FrameFilter(2, -5.0, "int16"), ValueError, "fs: must be a positive"),
@@ -83,10 +67,19 @@ def test_codes_and_names_are_equivalent():
     (lambda: rz.kaiser(1000.0, "lowpass", [100], 60), ValueError, "edges: this Kaiser design"),
     (lambda: rz.kaiser(1000.0, "lowpass", [100], 60, transition=0.0), ValueError, "refused"),
     (lambda: rz.Filter("not a design"), TypeError, "design: expected"),
+    (lambda: rz.Filter(rz.design(**DESIGN), sections="yes"), TypeError, "sections"),
+    (lambda: rz.FrameFilter(1, 360.0, "float32", sections=1), TypeError, "sections"),
+    (lambda: FRAMES[0].design(2, "butterworth", "lowpass", [100, 200]), IndexError,
+     "channel: 2 is not in 0..1"),
+    (lambda: FRAMES[1].enable(-1, 15), IndexError, "channel: -1"),
+    (lambda: rz.FrameFilter(1, 1000.1, "float32").design(0, rz.design(**{**DESIGN, "fs": 1000.1})),
+     ValueError, "float32"),
+    (lambda: rz.Decimator(2, 2, "int24")(np.zeros((10, 5), dtype=np.uint8)), ValueError,
+     r"packed int24 frames of 2 channels need shape"),
 ])
-def test_constructors_reject_bad_arguments(make, exc, text):
+def test_bad_argument_is_refused_by_name(call, exc, text):
     with pytest.raises(exc, match=text):
-        make()
+        call()
 
 
 @pytest.mark.parametrize("frames,exc,text", [
@@ -96,31 +89,45 @@ def test_constructors_reject_bad_arguments(make, exc, text):
     (np.zeros((2, 10), dtype=np.int16).T, ValueError, "C-contiguous"),
     ([[1, 2]], TypeError, "frames: expected a numpy.ndarray"),
 ])
-def test_frame_classes_reject_bad_frames(frames, exc, text):
-    objs = [rz.FrameFilter(2, 1000.0, "int16"), rz.BesselFrameFilter(2, 1000.0, "int16"),
-            rz.Decimator(2, 2, "int16"), rz.Integrator(2, 10.0, "int16")]
-    for obj in objs:
-        with pytest.raises(exc, match=text):
-            obj(frames)
+@pytest.mark.parametrize("obj", FRAMES, ids=lambda o: type(o).__name__)
+def test_frame_classes_reject_bad_frames(obj, frames, exc, text):
+    with pytest.raises(exc, match=text):
+        obj(frames)
 
 
-def test_int24_frames_need_packed_shape():
-    dec = rz.Decimator(2, 2, "int24")
-    with pytest.raises(ValueError, match=r"packed int24 frames of 2 channels need shape"):
-        dec(np.zeros((10, 5), dtype=np.uint8))
-    assert dec(np.zeros((10, 2, 3), dtype=np.uint8)).shape[1:] == (2, 3)
-
-
-def test_channel_index_errors():
-    ff = rz.FrameFilter(2, 1000.0, "int16")
-    with pytest.raises(IndexError, match="channel: 2 is not in 0..1"):
-        ff.design(2, "butterworth", "lowpass", [100, 200])
-    with pytest.raises(IndexError, match="channel: -1"):
-        rz.BesselFrameFilter(2, 1000.0, "int16").enable(-1, 15)
-
-
-def test_design_for_another_rate_is_refused_by_frame_filter():
+def test_accepted_alternatives():
+    # Codes for names; a design made at the frame filter's float32 rate; packed int24 frames.
+    a, b = rz.design(1, 3, 1000.0, EDGES4), rz.design("chebyshev1", "bandpass", 1000.0, EDGES4)
+    assert a.b.tobytes() == b.b.tobytes()
+    assert (a.method, a.band) == ("chebyshev1", "bandpass")
     ff = rz.FrameFilter(1, 1000.1, "float32")
-    with pytest.raises(ValueError, match="float32"):
-        ff.design(0, rz.design("butterworth", "lowpass", 1000.1, [100, 200]))
-    ff.design(0, rz.design("butterworth", "lowpass", ff.fs, [100, 200]))
+    ff.design(0, rz.design(**{**DESIGN, "fs": ff.fs}))
+    assert rz.Decimator(2, 2, "int24")(np.zeros((10, 2, 3), dtype=np.uint8)).shape[1:] == (2, 3)
+
+
+def test_stubs_declare_every_name_of_the_binding():
+    stub = ast.parse(Path(_core.__file__).with_name("_core.pyi").read_text())
+    declared = {n.name: {m.name for m in n.body if isinstance(m, ast.FunctionDef)}
+                if isinstance(n, ast.ClassDef) else None
+                for n in stub.body if isinstance(n, (ast.ClassDef, ast.FunctionDef))}
+    assert {n for n in dir(_core) if not n.startswith("__")} == set(declared)
+    for name, members in ((n, m) for n, m in declared.items() if m is not None):
+        actual = {m for m in vars(getattr(_core, name))
+                  if not m.startswith("__") or m in ("__init__", "__call__")}
+        assert actual - {"_pybind11_conduit_v1_"} == members, name
+
+
+def test_public_api_is_documented():
+    for name in rz.__all__:
+        obj = getattr(rz, name)
+        if inspect.isclass(obj) or inspect.isfunction(obj):
+            assert obj.__doc__ and len(obj.__doc__) > 40, name
+    assert "one thread at a time" in rz.Filter.__doc__
+    assert Path(rz.__file__).with_name("py.typed").exists()
+
+
+def test_validation_failure_is_logged_not_printed(caplog, capfd):
+    with caplog.at_level(logging.DEBUG, logger="rzfilterfunc"):
+        rz.design("butterworth", "lowpass", 512.0, [100, 300], check=False)
+    assert any("输入的频率应小于等于采样频率/2.56！" in r.getMessage() for r in caplog.records)
+    assert capfd.readouterr().err == ""

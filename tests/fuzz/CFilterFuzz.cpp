@@ -2,10 +2,7 @@
 // edges, attenuations and transitions; the per-sample engine with fuzzed
 // coefficient sets, strides, offsets and counts over exact-size buffers; copies.
 
-#include <RZFilterFunc/RZFilterFunc.h>
-
 #include <utility>
-#include <vector>
 
 #include "FuzzSupport.h"
 
@@ -17,11 +14,7 @@ using rzf_fuzz::ExactBuffer;
 // returned design has only finite taps.
 void CheckTaps(int count, double* taps) {
     rzf_fuzz::Require(count >= 0, "negative tap count");
-    if (count == 0) {
-        rzf_fuzz::Require(taps == nullptr, "taps handed out with a count of 0");
-        return;
-    }
-    rzf_fuzz::Require(taps != nullptr, "tap count without taps");
+    rzf_fuzz::Require((count == 0) == (taps == nullptr), "taps and their count disagree");
     rzf_fuzz::Require(rzf_fuzz::AllFinite(taps, count), "Kaiser design with a non-finite tap");
 }
 
@@ -101,69 +94,36 @@ void FilterStrided(FuzzedDataProvider& in, CFilter& engine) {
     const int count = in.ConsumeIntegralInRange<int>(-2, 512);
     const int stride = in.ConsumeIntegralInRange<int>(-3, 6);
     const int offset = in.ConsumeIntegralInRange<int>(0, 40);
-    long long highest = offset;
-    for (int i = 0; i < count; ++i) {
-        const long long index = offset + static_cast<long long>(i) * stride;
-        if (index > highest) {
-            highest = index;
-        }
-    }
+    const long long highest =
+        offset + (count > 0 && stride > 0 ? static_cast<long long>(count - 1) * stride : 0);
     ExactBuffer<T> buf(static_cast<std::size_t>(highest + 1));
     buf.Fill(in);
-    const bool ok = engine.FilterData(buf.data(), count, stride, offset);
-    (void)ok;
+    (void)engine.FilterData(buf.data(), count, stride, offset);
+}
+
+void FilterOne(FuzzedDataProvider& in, CFilter& engine) {
+    const float x = static_cast<float>(rzf_fuzz::PickDouble(in, 1000.0));
+    (void)(in.ConsumeBool() ? engine.FilterFIRData(x) : engine.FilterIIRData(x));
+}
+
+void ResetAndQuery(FuzzedDataProvider& in, CFilter& engine) {
+    engine.Reset();
+    engine.SetDelCount(rzf_fuzz::PickInt(in, 0, 100));
+    (void)engine.GetDelCount();
+    (void)engine.IsPrePare();
+    (void)engine.IsIIRFilter();
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    FuzzedDataProvider in(data, size);
-    std::vector<CFilter> engines(2);
-    int steps = 0;
-    while (in.remaining_bytes() > 0 && steps++ < 24) {
-        CFilter& engine = engines[in.ConsumeIntegralInRange<int>(0, 1)];
-        switch (in.ConsumeIntegralInRange<int>(0, 9)) {
-            case 0:
-            case 1:
-                Design(in, engine);
-                break;
-            case 2:
-                LoadCoefficients(in, engine);
-                break;
-            case 3:
-                FilterStrided<float>(in, engine);
-                break;
-            case 4:
-                FilterStrided<short>(in, engine);
-                break;
-            case 5:
-                FilterStrided<int>(in, engine);
-                break;
-            case 6: {
-                const float x = static_cast<float>(rzf_fuzz::PickDouble(in, 1000.0));
-                (void)(in.ConsumeBool() ? engine.FilterFIRData(x) : engine.FilterIIRData(x));
-                break;
-            }
-            case 7:
-                engine.Reset();
-                engine.SetDelCount(rzf_fuzz::PickInt(in, 0, 100));
-                (void)engine.GetDelCount();
-                (void)engine.IsPrePare();
-                (void)engine.IsIIRFilter();
-                break;
-            case 8:
-                engines[in.ConsumeIntegralInRange<int>(0, 1)] = engine;  // may be self
-                break;
-            default: {
-                auto* early = new CFilter(engine);
-                if (in.ConsumeBool()) {
-                    engine = CFilter();  // the original lets go first
-                }
-                FilterStrided<float>(in, *early);
-                delete early;
-                break;
-            }
-        }
-    }
-    return 0;
+    static const rzf_fuzz::Step<CFilter> kSteps[] = {Design,
+                                                     Design,
+                                                     LoadCoefficients,
+                                                     FilterStrided<float>,
+                                                     FilterStrided<short>,
+                                                     FilterStrided<int>,
+                                                     FilterOne,
+                                                     ResetAndQuery};
+    return rzf_fuzz::Drive<CFilter>(data, size, 24, kSteps, FilterStrided<float>);
 }

@@ -2,26 +2,22 @@
 // channel lists, rates, type codes and sample sizes; ContinueIntegral over
 // exact-size buffers of the frames given, hostile counts; copies.
 
-#include <RZFilterFunc/RZFilterFunc.h>
-
-#include <vector>
-
 #include "FuzzSupport.h"
 
 namespace {
 
-using rzf_fuzz::ExactBuffer;
+using rzf_fuzz::PickInt;
 
 void Init(FuzzedDataProvider& in, CIntegralDiff& f) {
-    const int first = rzf_fuzz::PickInt(in, -2, 4);
-    const int stride = rzf_fuzz::PickInt(in, 0, 8);
+    const int first = PickInt(in, -2, 4);
+    const int stride = PickInt(in, 0, 8);
     std::vector<int> channels(in.ConsumeIntegralInRange<std::size_t>(0, 6));
     for (int& c : channels) {
-        c = rzf_fuzz::PickInt(in, -1, 10);
+        c = PickInt(in, -1, 10);
     }
     const double fs = rzf_fuzz::PickDouble(in, 1000.0);
-    const int type = rzf_fuzz::PickInt(in, 0, 3);
-    const int bytes = rzf_fuzz::PickInt(in, 0, 8);
+    const int type = PickInt(in, 0, 3);
+    const int bytes = PickInt(in, 0, 8);
     f.InitDiff(first, stride, channels, fs, type, bytes);
 }
 
@@ -44,7 +40,7 @@ void Integrate(FuzzedDataProvider& in, CIntegralDiff& f) {
             return;
         }
     }
-    ExactBuffer<char> buf(static_cast<std::size_t>(bytes));
+    rzf_fuzz::ExactBuffer<char> buf(static_cast<std::size_t>(bytes));
     buf.Fill(in);
     f.ContinueIntegral(frames, buf.data());
 }
@@ -52,33 +48,6 @@ void Integrate(FuzzedDataProvider& in, CIntegralDiff& f) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    FuzzedDataProvider in(data, size);
-    std::vector<CIntegralDiff> integrators(2);
-    int steps = 0;
-    while (in.remaining_bytes() > 0 && steps++ < 32) {
-        CIntegralDiff& f = integrators[in.ConsumeIntegralInRange<int>(0, 1)];
-        switch (in.ConsumeIntegralInRange<int>(0, 5)) {
-            case 0:
-                Init(in, f);
-                break;
-            case 1:
-            case 2:
-            case 3:
-                Integrate(in, f);
-                break;
-            case 4:
-                integrators[in.ConsumeIntegralInRange<int>(0, 1)] = f;  // may be self
-                break;
-            default: {
-                auto* early = new CIntegralDiff(f);
-                if (in.ConsumeBool()) {
-                    f = CIntegralDiff();  // the original lets go first
-                }
-                Integrate(in, *early);
-                delete early;
-                break;
-            }
-        }
-    }
-    return 0;
+    static const rzf_fuzz::Step<CIntegralDiff> kSteps[] = {Init, Integrate, Integrate, Integrate};
+    return rzf_fuzz::Drive<CIntegralDiff>(data, size, 32, kSteps, Integrate);
 }

@@ -2,66 +2,32 @@
 // and hostile values, designs, block filtering with fuzzed split points into
 // exact-size buffers, restarts, response post-processing and copies.
 
-#include <RZFilterFunc/RZFilterFunc.h>
-
-#include <vector>
-
 #include "FuzzSupport.h"
 
 namespace {
 
 using rzf_fuzz::ExactBuffer;
 
-// FilterData once sized a restarted FIR state from the specification's length
-// before comparing it with the taps the current design holds, so a huge length
-// set without a redesign allocated for it. Built with RZF_FUZZ_AVOID_OPEN_FAULTS,
-// a hostile length is designed right away (the design refuses it) instead of
-// meeting a stale design.
-constexpr bool kRestartSizedBeforeCheck = rzf_fuzz::kAvoidOpenFaults;
-
-// Tap counts and orders that design quickly, plus the hostile ones (which a
-// design must refuse without allocating for them).
-int PickLength(FuzzedDataProvider& in) {
-    static const int kHostile[] = {0, -1, INT_MIN, INT_MAX, (1 << 21) + 2, 1 << 30, 1 << 24};
-    if (in.ConsumeIntegralInRange<int>(0, 9) == 0) {
-        return in.PickValueInArray(kHostile);
+void RequireFinite(const double* v, long long n, const char* what) {
+    if (v != nullptr) {
+        rzf_fuzz::Require(rzf_fuzz::AllFinite(v, n), what);
     }
-    return in.ConsumeIntegralInRange<int>(-2, 200);
 }
 
 // A usable design never holds a non-finite coefficient.
 void CheckDesign(FilterUser& user) {
-    if (!user.GetIsStability() || user.m_pFilter == nullptr) {
+    ClassicFilter* f = user.m_pFilter;
+    const int method = user.m_nDesignMethod;
+    if (!user.GetIsStability() || f == nullptr) {
         return;
     }
-    ClassicFilter* f = user.m_pFilter;
-    double* b = f->GetNumerator();
-    double* a = f->GetDenominator();
-    switch (user.m_nDesignMethod) {
-        case DM_BUTTERWORTH:
-        case DM_CHEBYSHEV1:
-        case DM_CHEBYSHEV2:
-            if (b != nullptr && a != nullptr && user.m_nIIROrder >= 1) {
-                rzf_fuzz::Require(rzf_fuzz::AllFinite(b, user.m_nIIROrder + 1),
-                                  "usable IIR design with a non-finite numerator");
-                rzf_fuzz::Require(rzf_fuzz::AllFinite(a, user.m_nIIROrder + 1),
-                                  "usable IIR design with a non-finite denominator");
-            }
-            break;
-        case DM_WINDOW_FIR:
-            if (b != nullptr) {
-                rzf_fuzz::Require(rzf_fuzz::AllFinite(b, f->m_nLength),
-                                  "usable window design with a non-finite tap");
-            }
-            break;
-        case DM_AVERAGE:
-            if (b != nullptr) {
-                rzf_fuzz::Require(rzf_fuzz::AllFinite(b, f->GetCoefCount()),
-                                  "usable moving average with a non-finite tap");
-            }
-            break;
-        default:
-            break;
+    if (method >= DM_BUTTERWORTH && method <= DM_CHEBYSHEV2 && f->GetDenominator() != nullptr &&
+        user.m_nIIROrder >= 1) {
+        RequireFinite(f->GetNumerator(), user.m_nIIROrder + 1, "IIR numerator not finite");
+        RequireFinite(f->GetDenominator(), user.m_nIIROrder + 1, "IIR denominator not finite");
+    } else if (method == DM_WINDOW_FIR || method == DM_AVERAGE) {
+        const int taps = method == DM_AVERAGE ? f->GetCoefCount() : f->m_nLength;
+        RequireFinite(f->GetNumerator(), taps, "FIR tap not finite");
     }
 }
 
@@ -77,7 +43,12 @@ void SetSpecification(FuzzedDataProvider& in, FilterUser& user) {
     }
     const int band = rzf_fuzz::PickInt(in, 0, 5);
     const int method = rzf_fuzz::PickInt(in, -1, 6);
-    const int length = PickLength(in);
+    // Tap counts and orders that design quickly, plus the hostile ones (which a
+    // design must refuse without allocating for them).
+    static const int kHostile[] = {0, -1, INT_MIN, INT_MAX, (1 << 21) + 2, 1 << 30, 1 << 24};
+    const int length = in.ConsumeIntegralInRange<int>(0, 9) == 0
+                           ? in.PickValueInArray(kHostile)
+                           : in.ConsumeIntegralInRange<int>(-2, 200);
     const double ripple = rzf_fuzz::PickDouble(in, 3.0);
     const double atten = rzf_fuzz::PickDouble(in, 100.0);
     const double reserved = rzf_fuzz::PickDouble(in, 10.0);
@@ -107,7 +78,7 @@ void FilterBlock(FuzzedDataProvider& in, FilterUser& user) {
     }
 }
 
-void Smooth(FuzzedDataProvider& in) {
+void Smooth(FuzzedDataProvider& in, FilterUser&) {
     const int count = in.ConsumeIntegralInRange<int>(0, rzf_fuzz::kMaxBlock / 2);
     ExactBuffer<float> src(static_cast<std::size_t>(count));
     ExactBuffer<float> dst(static_cast<std::size_t>(count));
@@ -117,71 +88,65 @@ void Smooth(FuzzedDataProvider& in) {
     FilterUser::PingJunFilter(src.data(), count, fs, cutoff, dst.data());
 }
 
+void SetWindow(FuzzedDataProvider& in, FilterUser& user) {
+    user.setWindowType(rzf_fuzz::PickInt(in, -1, 10));
+}
+
+void Design(FuzzedDataProvider&, FilterUser& user) {
+    user.DesignFilter();
+    CheckDesign(user);
+    (void)user.GetErrorMessage();
+}
+
+void SetFirstInput(FuzzedDataProvider& in, FilterUser& user) {
+    user.setFirstInputState(in.ConsumeBool());
+}
+
+void Respond(FuzzedDataProvider&, FilterUser& user) {
+    user.getUnwrapedPhase();
+    user.GetMaxMin();
+}
+
+// Copies and assignments between `user` and `other` (possibly the same one).
+void Copy(FuzzedDataProvider& in, FilterUser& user, FilterUser& other) {
+    switch (in.ConsumeIntegralInRange<int>(0, 3)) {
+        case 0:
+            other = user;  // shared filter and state
+            break;
+        case 1: {
+            FilterUser copy(user);  // destroyed before the original
+            copy.DesignFilter();
+            CheckDesign(copy);
+            break;
+        }
+        case 2:
+            user.InitDes(other);
+            CheckDesign(other);
+            break;
+        default: {
+            const FilterUser early(user);
+            user = FilterUser();  // the original lets go first
+            break;
+        }
+    }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    // Code 9 copies between the two objects; the others are calls on one.
+    static const rzf_fuzz::Step<FilterUser> kSteps[] = {
+        SetSpecification, SetSpecification, SetWindow, Design,  Design, FilterBlock,
+        FilterBlock,      SetFirstInput,    Respond,   nullptr, Smooth};
     FuzzedDataProvider in(data, size);
     std::vector<FilterUser> users(2);
-    int steps = 0;
-    while (in.remaining_bytes() > 0 && steps++ < 24) {
-        FilterUser& user = users[in.ConsumeIntegralInRange<int>(0, 1)];
-        switch (in.ConsumeIntegralInRange<int>(0, 10)) {
-            case 0:
-            case 1:
-                SetSpecification(in, user);
-                if (kRestartSizedBeforeCheck && user.m_nFIRLength > 4096) {
-                    user.DesignFilter();
-                    CheckDesign(user);
-                }
-                break;
-            case 2:
-                user.setWindowType(rzf_fuzz::PickInt(in, -1, 10));
-                break;
-            case 3:
-            case 4:
-                user.DesignFilter();
-                CheckDesign(user);
-                (void)user.GetErrorMessage();
-                break;
-            case 5:
-            case 6:
-                FilterBlock(in, user);
-                break;
-            case 7:
-                user.setFirstInputState(in.ConsumeBool());
-                break;
-            case 8:
-                user.getUnwrapedPhase();
-                user.GetMaxMin();
-                break;
-            case 9: {
-                FilterUser& other = users[in.ConsumeIntegralInRange<int>(0, 1)];
-                switch (in.ConsumeIntegralInRange<int>(0, 3)) {
-                    case 0:
-                        other = user;  // shared filter and state, possibly self-assignment
-                        break;
-                    case 1: {
-                        FilterUser copy(user);  // destroyed before the original
-                        copy.DesignFilter();
-                        CheckDesign(copy);
-                        break;
-                    }
-                    case 2:
-                        user.InitDes(other);
-                        CheckDesign(other);
-                        break;
-                    default: {
-                        auto* early = new FilterUser(user);
-                        user = FilterUser();  // the original lets go first
-                        delete early;
-                        break;
-                    }
-                }
-                break;
-            }
-            default:
-                Smooth(in);
-                break;
+    for (int steps = 0; in.remaining_bytes() > 0 && steps < 24; ++steps) {
+        FilterUser& user = users[in.ConsumeIntegralInRange<std::size_t>(0, 1)];
+        const int code = in.ConsumeIntegralInRange<int>(0, 10);
+        if (code == 9) {
+            Copy(in, user, users[in.ConsumeIntegralInRange<std::size_t>(0, 1)]);
+        } else {
+            kSteps[code](in, user);
         }
     }
     return 0;
