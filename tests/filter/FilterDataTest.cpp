@@ -215,6 +215,17 @@ TEST(Smoother, OddReflectionKeepsARamp) {
     }
 }
 
+// Zero-phase filtering with equal taps summing to exactly 1 (open to derived
+// classes): a constant comes back exactly, edges included.
+TEST(Smoother, ZeroPhaseFilterKeepsAConstant) {
+    struct Derived : FilterUser {
+        using FilterUser::InputToFilter;
+    };
+    Floats in(13, 3.0f), out(13, 0.0f), coef(10, 0.25f);
+    Derived::InputToFilter(in.data(), 13, coef.data(), 4, out.data());
+    EXPECT_EQ(out, in);
+}
+
 // No samples, or a record whose padded copy would overflow an int count.
 TEST(Smoother, UnusableRecordLengthsAreLeftAlone) {
     Floats in(13, 3.0f), untouched(64, 9.0f);

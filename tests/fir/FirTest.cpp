@@ -17,6 +17,7 @@
 #include <cstdlib>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <random>
 #include <string>
 #include <type_traits>
@@ -118,10 +119,9 @@ std::vector<T> Samples(std::mt19937& rng, int n) {
 // CFilter's blocks (kernels over gathered samples), split at random points,
 // against a twin engine fed one sample per call with stride 0, which runs its
 // one-sample step: every buffer bit, the state after every call, the last
-// output and the working index. Midway two copies take turns: they share the
-// history and outlive the original. Negative sizes are FIR tap counts,
-// positive ones IIR coefficient counts (1: a gain, 34: beyond the unrolled
-// orders).
+// output and the working index. Midway two copies (one copy-constructed, one
+// assigned) take turns: they share the history and outlive the original. Negative sizes are FIR tap
+// counts, positive ones IIR coefficient counts (1: a gain, 34: beyond the unrolled orders).
 template <typename T>
 void CompareEveryLevel() {
     std::mt19937 rng(404);
@@ -134,7 +134,8 @@ void CompareEveryLevel() {
             a.back() = size == -3 ? 1e12 : a.back();  // results far outside the integer ranges
             for (const auto& [stride, offset] : {std::pair{1, 0}, {3, 2}, {-4, 3}, {0, 5}}) {
                 auto original = std::make_unique<CFilter>();
-                CFilter twin, copy, assigned, *engine = original.get();
+                CFilter twin, assigned, *engine = original.get();
+                std::optional<CFilter> copy;
                 for (CFilter* f : {engine, &twin})
                     size < 0 ? f->SetFIRCoief(n, a.data()) : f->SetIIRCoief(n, a.data(), b.data());
                 const int span = stride == 0 ? 1 : 2499 * std::abs(stride) + 1;
@@ -144,11 +145,11 @@ void CompareEveryLevel() {
                 int pos = 0;
                 for (int m : rzf::test::RandomSplit(rng, 2500)) {
                     if (pos >= 1250 && original) {
-                        copy = *original;
-                        assigned = copy;
+                        copy.emplace(*original);
+                        assigned = *copy;
                         original.reset();
                     }
-                    engine = original ? engine : pos % 2 ? &copy : &assigned;
+                    engine = original ? engine : pos % 2 ? &*copy : &assigned;
                     ASSERT_TRUE(engine->FilterData(got.data(), m, stride, first + pos * stride));
                     for (int end = pos + m; pos < end; ++pos)
                         ASSERT_TRUE(twin.FilterData(&expected[first + pos * stride], 1, 0, 0));

@@ -119,6 +119,21 @@ TEST_P(IirDesignOutcome, IsTheExpectedOrderOrRefusal) {
 
 INSTANTIATE_TEST_SUITE_P(IirDesign, IirDesignOutcome, ::testing::ValuesIn(kOutcomes));
 
+// Any used field at 0 or NaN, given to a design class directly (no front-end
+// checks): refused cleanly, with or without the order message, or where a
+// lower stop edge sits at 0 Hz, designed normally.
+TEST(IirDesign, ZeroOrNanFieldsGiveACleanOutcome) {
+    g_estimate = kOwn;
+    for (int i = 0; i < 3 * 4 * 12; ++i) {
+        double w[7] = {1000, 100, 150, 250, 300, 1, 40};
+        w[i % 12 / 2] = i % 2 ? NAN : 0.0;
+        SCOPED_TRACE(::testing::Message() << "field sweep " << i);
+        auto f = Make(i / 48, i / 12 % 4 + 1, w);
+        const int rc = f->DesignIIR();
+        CheckOutcome(*f, i / 48, rc, rc < 0 && !f->m_bStable);
+    }
+}
+
 // One row per refusal of TransformSection; the outputs stay untouched.
 TEST(IirSections, TransformRefusalsLeaveTheOutputs) {
     const double b1[3] = {1, 0, 0}, a[3] = {1, 1, 0}, zeros[4] = {0}, cubic[4] = {1, 2, 2, 1};
