@@ -7,6 +7,7 @@
 
 #include <RZFilterFunc/base/DesignLimits.h>
 #include <RZFilterFunc/fir/CFilter.h>
+#include <RZFilterFunc/fir/CKaiserFilter.h>
 #include <RZFilterFunc/fir/WindowFunctions.h>
 #include <RZFilterFunc/fir/WindowsFilter.h>
 
@@ -20,6 +21,7 @@
 #include <optional>
 #include <random>
 #include <string>
+#include <tuple>
 #include <type_traits>
 #include <vector>
 
@@ -257,6 +259,25 @@ TEST(KaiserDesign, DesignsMatchScipy) {
         ASSERT_EQ(r.size(), n + 7u);
         for (int k = 0; k < n; ++k)
             EXPECT_NEAR(h[k], r[7 + k], 1e-6) << "band " << r[0] << " k " << k;
+    }
+}
+
+// The Kaiser beta by attenuation A in dB: 0.1102 (A - 8.7) from 50 dB up (50
+// itself included), 0.5842 (A - 21)^0.4 + 0.07886 (A - 21) above 21 dB, else 0
+// (to 1e-7, the formulas evaluated by hand to eight digits). At 50 dB the
+// lower formula would give 4.5335.
+TEST(KaiserDesign, BetaFollowsTheAttenuationPieces) {
+    const struct {
+        double atten, beta;
+    } cases[] = {{80, 0.1102 * 71.3}, {50, 0.1102 * 41.3},
+                 {49.9, 4.5225262},   {40, 0.5842 * 3.2471432 + 0.07886 * 19},
+                 {21, 0.0},           {10, 0.0}};
+    for (const auto& c : cases) {
+        CKaiserFilter k;
+        std::tie(k.m_nBandType, k.m_dFreq1, k.m_dFreq2, k.m_dNyquist, k.m_dAtten, k.m_dTransition) =
+            std::make_tuple(1, 100.0, 0.0, 500.0, c.atten, 0.1);
+        ASSERT_GT(k.Design(), 0) << c.atten;
+        EXPECT_NEAR(k.m_dBeta, c.beta, 1e-7) << c.atten;
     }
 }
 
