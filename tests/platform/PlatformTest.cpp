@@ -4,6 +4,7 @@
 #include <RZFilterFunc/platform/NumericConvert.h>
 #include <RZFilterFunc/platform/RZPlatForm.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -63,6 +64,19 @@ TEST(CpuFeatures, OnlyTheLevelNamesParse) {
     for (const char* bad : std::initializer_list<const char*>{"", "AVX2", "avx2 ", nullptr})
         EXPECT_FALSE(rzf::platform::ParseIsaName(bad, &untouched)) << bad;
     EXPECT_EQ(untouched, IsaLevel::Avx2);
+}
+
+// The first use takes its level from RZF_ISA (capped at what the processor
+// runs), or the detected level when it is unset or names no level; CTest also
+// runs this test with RZF_ISA set to "baseline" and to an unknown name.
+TEST(CpuFeatures, EnvironmentChoosesTheStartingLevel) {
+    const char* requested = std::getenv("RZF_ISA");
+    IsaLevel expected = rzf::platform::DetectedIsa();
+    IsaLevel parsed = IsaLevel::Baseline;
+    if (requested != nullptr && rzf::platform::ParseIsaName(requested, &parsed)) {
+        expected = std::min(parsed, expected);
+    }
+    EXPECT_EQ(rzf::platform::ActiveIsa(), expected) << (requested ? requested : "(unset)");
 }
 
 TEST(CpuFeatures, OverrideIsCappedAtWhatTheProcessorRuns) {
