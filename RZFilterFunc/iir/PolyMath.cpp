@@ -29,14 +29,6 @@ int FallingFactorial(int n, int k) {
     return static_cast<int>(product);
 }
 
-double FallingFactorialReal(int n, int k) {
-    double product = 1.0;
-    for (int i = 0; i < k; ++i) {
-        product *= static_cast<double>(n - i);
-    }
-    return product;
-}
-
 BilinearResult BilinearSection(const double* b, const double* a, int inCount, int outCount,
                                double* outB, double* outA) {
     int m = -1;

@@ -9,9 +9,6 @@ namespace rzf {
 // beyond the int range saturate at INT_MAX.
 int FallingFactorial(int n, int k);
 
-// The same product in double precision, 1.0 when k <= 0, without range checks.
-double FallingFactorialReal(int n, int k);
-
 // Outcome of BilinearSection.
 enum BilinearResult : int {
     kBilinearDone = 0,

@@ -469,6 +469,7 @@ const KaiserCase kKaiserCases[] = {
     {"transition_tiny", 1, 100, 0, 1e-300}, {"atten_int_max", 1, 100, 0, 0.1, 0, 0, 1000, INT_MAX},
     {"fs_zero", 1, 100, 0, 0.1, 0, 0, 0}, {"fs_inf", 1, 100, 0, 0.1, 0, 0, HUGE_VALF},
     {"edge_nan", 1, NAN, 0, 0.1}, {"band_0", 0, 100, 0, 0.1}, {"band_5", 5, 100, 300, 0.1},
+    {"four_edge_band_0", 0, 100, 150, -1},
     {"lowpass_unordered", 1, 150, 100, -1}, {"highpass_unordered", 2, 100, 150, -1},
     {"bandpass_low_unordered", 3, 150, 200, -1, 400, 300},
     {"bandpass_high_unordered", 3, 200, 150, -1, 300, 400},
