@@ -205,7 +205,9 @@ private:
 };
 
 // Transposed direct form II of order N over R registers of lanes, state and
-// coefficients held in locals for the whole block.
+// coefficients held in locals for the whole block. Kept as one function: the
+// state registers s live across the whole chunk loop, and handing them to
+// helpers would send them through memory on every frame.
 template <class Ops, int N, int R, IirForm Form>
 void RunIirLanes(const IirLanes& lanes, const FrameBlock& block) {
     using V = typename Ops::V;
@@ -306,7 +308,8 @@ inline typename Ops::V FirTerm(typename Ops::V tap, typename Ops::V sample) {
 
 // FIR over a lane-major history: output j's sum runs from the newest sample
 // (tap L-1) to the oldest (tap 0), as the delay-line loop does. Several
-// outputs are summed side by side, each in that order.
+// outputs are summed side by side, each in that order. Kept as one function
+// for the same reason as RunIirLanes: the partial sums stay in registers.
 template <class Ops, int R, bool Round>
 void RunFirLanes(const FirLanes& lanes, const FrameBlock& block, double* scratch) {
     using V = typename Ops::V;
