@@ -308,8 +308,10 @@ inline typename Ops::V FirTerm(typename Ops::V tap, typename Ops::V sample) {
 
 // FIR over a lane-major history: output j's sum runs from the newest sample
 // (tap L-1) to the oldest (tap 0), as the delay-line loop does. Several
-// outputs are summed side by side, each in that order. Kept as one function
-// for the same reason as RunIirLanes: the partial sums stay in registers.
+// outputs are summed side by side, each in that order. Kept as one function:
+// set-up, chunk loop and write-back index one layout of scratch (taps, history
+// rows, outputs), and any helper would have to be a template on Ops too, so
+// that each instruction-set level keeps code of its own.
 template <class Ops, int R, bool Round>
 void RunFirLanes(const FirLanes& lanes, const FrameBlock& block, double* scratch) {
     using V = typename Ops::V;
