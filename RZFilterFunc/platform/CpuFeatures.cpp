@@ -37,7 +37,8 @@ struct CpuidRegisters {
 CpuidRegisters Cpuid(unsigned leaf, unsigned subleaf) {
     CpuidRegisters r;
 #if defined(RZF_CPUID_GNU)
-    if (__get_cpuid_max(0, nullptr) < leaf) {
+    // The compilers disagree on the signedness of the result.
+    if (static_cast<unsigned>(__get_cpuid_max(0, nullptr)) < leaf) {
         return r;
     }
     __cpuid_count(leaf, subleaf, r.eax, r.ebx, r.ecx, r.edx);
