@@ -26,7 +26,6 @@ namespace {
 using Doubles = std::vector<double>;
 using Lines = std::vector<std::string>;
 const double kPi = 3.14159265358979323846;
-const double kInf = std::numeric_limits<double>::infinity();
 
 class TestableFilterUser : public FilterUser {
 public:
@@ -116,10 +115,8 @@ const RequestCase kRequestCases[] = {
     // Huge rates overflow the design arithmetic (tan of a vanishing angle),
     // tiny ones do not (only ratios matter).
     {"fs=1e308", "order"},
-    {"m=1 fs=1e308", "order"},
     {"m=1 b=2 fs=1e308", "order"},
     {"m=2 fs=1e308", "order"},
-    {"m=2 b=2 fs=1e308", "order"},
     {"fs=1e-300 f1=1e-302 f2=2e-302 f3=3e-302 f4=4e-302", ""},
     // Tap counts: the bound 2^21 + 1 passes, one more is refused; below one is one tap.
     {"m=5 n=2097153", ""},
@@ -249,7 +246,7 @@ TEST(ResponseAnalysis, AxisLimits) {
                  {-100.0, 250.0, -100, 250},
                  {-50.7, 250.9, -50, 250},
                  {-0.4, -1.0, 0, 0},
-                 {-kInf, 10.0, 2147483646.0, 50}};
+                 {-std::numeric_limits<double>::infinity(), 10.0, 2147483646.0, 50}};
     for (const auto& c : cases) {
         const Doubles amplitude = {0.0, c.lowest, c.lowest / 2};
         const Doubles freq = {0.0, c.highest / 2, c.highest};

@@ -11,6 +11,7 @@
 #include <random>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "IsaLevels.h"
@@ -116,27 +117,24 @@ TEST(FilterDataLevels, IirDesignsOfEveryOrder) {
     EXPECT_GE(orders.size(), 18u);
 }
 
-TEST(FilterDataLevels, WindowFirOfEveryOddLength) {
-    std::vector<int> lengths = {50};  // made 51 by the first block
+// Window FIR of every odd length up to 67 and beyond, and an even one (made odd
+// by the first block); moving averages of odd, even and power-of-two lengths.
+TEST(FilterDataLevels, FirDesignsOfManyLengths) {
+    std::vector<std::pair<int, int>> designs = {{DM_WINDOW_FIR, 50}};
     for (int n = 1; n <= 601; n += n < 67 ? 2 : 38) {
-        lengths.push_back(n);
+        designs.push_back({DM_WINDOW_FIR, n});
     }
-    for (int length : lengths) {
+    for (int n : {1, 2, 3, 4, 5, 8, 16, 17, 31, 33, 51, 64, 67, 100, 257, 500}) {
+        designs.push_back({DM_AVERAGE, n});
+    }
+    for (const auto& [method, length] : designs) {
         FilterUser user;
         user.setWindowType(length % 3 == 0 ? 5 : 0);
-        user.setFilterParameter(length % 4 == 1 ? BAND_LOWPASS : BAND_BANDPASS, DM_WINDOW_FIR, 100,
-                                140, 160, 200, 1000, length, 1.0, 60.0, 0);
-        ASSERT_TRUE(user.DesignFilter()) << length;
-        CompareAtEveryLevel(user, 700 + length, "window FIR " + std::to_string(length));
-    }
-}
-
-TEST(FilterDataLevels, MovingAverageOfManyLengths) {
-    for (int length : {1, 2, 3, 4, 5, 8, 16, 17, 31, 33, 51, 64, 67, 100, 257, 500}) {
-        FilterUser user;
-        user.setFilterParameter(BAND_LOWPASS, DM_AVERAGE, 10, 140, 160, 200, 1000, length, 1.0,
-                                60.0, 0);
-        ASSERT_TRUE(user.DesignFilter()) << length;
-        CompareAtEveryLevel(user, 800 + length, "average " + std::to_string(length));
+        const int band = method == DM_AVERAGE || length % 4 == 1 ? BAND_LOWPASS : BAND_BANDPASS;
+        user.setFilterParameter(band, method, method == DM_AVERAGE ? 10 : 100, 140, 160, 200, 1000,
+                                length, 1.0, 60.0, 0);
+        const std::string what = std::to_string(method) + " length " + std::to_string(length);
+        ASSERT_TRUE(user.DesignFilter()) << what;
+        CompareAtEveryLevel(user, 700 + length, what);
     }
 }

@@ -25,10 +25,7 @@ void Design(FilterUser& user, int method, int length) {
 }  // namespace
 
 TEST(FilterUserSteadyState, NoAllocationAfterTheFirstBlock) {
-    std::vector<float> in(5000), out(5000);
-    for (int i = 0; i < 5000; ++i) {
-        in[i] = static_cast<float>(i % 97) - 48.0f;
-    }
+    std::vector<float> in(5000, -48.0f), out(5000);
     for (int method : {DM_BUTTERWORTH, DM_WINDOW_FIR, DM_AVERAGE}) {
         FilterUser user;
         Design(user, method, 51);
