@@ -115,8 +115,10 @@ const RequestCase kRequestCases[] = {
     // Huge rates overflow the design arithmetic (tan of a vanishing angle),
     // tiny ones do not (only ratios matter).
     {"fs=1e308", "order"},
+    {"m=1 fs=1e308", "order"},
     {"m=1 b=2 fs=1e308", "order"},
     {"m=2 fs=1e308", "order"},
+    {"m=2 b=2 fs=1e308", "order"},
     {"fs=1e-300 f1=1e-302 f2=2e-302 f3=3e-302 f4=4e-302", ""},
     // Tap counts: the bound 2^21 + 1 passes, one more is refused; below one is one tap.
     {"m=5 n=2097153", ""},
