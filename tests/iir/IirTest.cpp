@@ -1,7 +1,5 @@
-// The IIR designs and their numerical support, against hand-derived values,
-// gen_reference.py's scipy references (tests/data/iir/designs.txt) and
-// gen_exact.py's double-precision replay of the design arithmetic
-// (designs_exact.txt).
+// The IIR designs against hand-derived values, gen_reference.py's scipy designs
+// (designs.txt) and gen_exact.py's double-precision replay (designs_exact.txt).
 #include <gtest/gtest.h>
 
 #include <RZFilterFunc/base/FilterMessages.h>
@@ -28,8 +26,7 @@ namespace {
 
 using V = std::vector<double>;
 
-// The designs, with the order estimate forced to g_estimate unless that is
-// kOwn, to reach truncation and bounds.
+// The designs with the order estimate forced to g_estimate unless that is kOwn.
 constexpr double kOwn = -99.0;
 double g_estimate = kOwn;
 template <class Base>
@@ -39,8 +36,7 @@ struct Forced : Base {
     }
 };
 
-// A design of method 0/1/2 (Butterworth, Chebyshev I, II) with s = fs, f1..f4,
-// Ap, As and m_bStable set.
+// Method 0/1/2 (Butterworth, Chebyshev I, II) with s = fs, f1..f4, Ap, As.
 std::unique_ptr<IIRFilter> Make(int method, int band, const double* s) {
     std::unique_ptr<IIRFilter> f(method == 0   ? static_cast<IIRFilter*>(new Forced<ButwcfFilter>)
                                  : method == 1 ? static_cast<IIRFilter*>(new Forced<ChebyiFilter>)
