@@ -20,8 +20,7 @@ namespace {
 void PlainLoop(const double* b, const double* a, int order, double* s, const float* in, float* out,
                int count) {
     for (int i = 0; i < count; ++i) {
-        const double x = in[i];
-        const double y = b[0] * x + s[0];
+        const double x = in[i], y = b[0] * x + s[0];
         out[i] = static_cast<float>(y);
         for (int k = 1; k < order; ++k) {
             s[k - 1] = b[k] * x + s[k] - a[k] * y;
@@ -37,13 +36,11 @@ TEST(IirKernel, EveryOrderMatchesThePlainLoop) {
     for (auto level : rzf::test::AvailableIsaLevels()) {
         rzf::test::ScopedIsaLevel scoped(level);
         for (int order = 1; order <= IirKernel::kMaxUnrolledOrder + 8; ++order) {
-            // Small feedback keeps most of the stream finite; the specials in the
-            // input still reach every state entry.
             const std::vector<double> b = rzf::test::RandomDoubles(rng, order + 1, 1.0);
             const std::vector<double> a = rzf::test::RandomDoubles(rng, order + 1, 0.5 / order);
             const std::vector<float> in = rzf::test::RandomFloats(rng, 3000, 1e4f, order % 2 == 0);
-            std::vector<double> state = rzf::test::RandomDoubles(rng, order, 1.0);
-            std::vector<double> expectedState = state;
+            std::vector<double> state = rzf::test::RandomDoubles(rng, order, 1.0),
+                                expectedState = state;
             std::vector<float> out(in.size()), expected(in.size());
             IirKernel kernel;
             ASSERT_TRUE(kernel.Init(b.data(), a.data(), order));

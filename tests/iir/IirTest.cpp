@@ -1,7 +1,5 @@
-// The IIR designs and their numerical support, against hand-derived values,
-// gen_reference.py's scipy references (tests/data/iir/designs.txt) and
-// gen_exact.py's double-precision replay of the design arithmetic
-// (designs_exact.txt).
+// The IIR designs against hand-derived values, gen_reference.py's scipy designs
+// (designs.txt) and gen_exact.py's double-precision replay (designs_exact.txt).
 #include <gtest/gtest.h>
 
 #include <RZFilterFunc/base/FilterMessages.h>
@@ -28,8 +26,7 @@ namespace {
 
 using V = std::vector<double>;
 
-// The designs, with the order estimate forced to g_estimate unless that is
-// kOwn, to reach truncation and bounds.
+// The designs with the order estimate forced to g_estimate unless that is kOwn.
 constexpr double kOwn = -99.0;
 double g_estimate = kOwn;
 template <class Base>
@@ -39,8 +36,7 @@ struct Forced : Base {
     }
 };
 
-// A design of method 0/1/2 (Butterworth, Chebyshev I, II) with s = fs, f1..f4,
-// Ap, As and m_bStable set.
+// Method 0/1/2 (Butterworth, Chebyshev I, II) with s = fs, f1..f4, Ap, As.
 std::unique_ptr<IIRFilter> Make(int method, int band, const double* s) {
     std::unique_ptr<IIRFilter> f(method == 0   ? static_cast<IIRFilter*>(new Forced<ButwcfFilter>)
                                  : method == 1 ? static_cast<IIRFilter*>(new Forced<ChebyiFilter>)
@@ -232,60 +228,12 @@ TEST(PolyMath, BilinearSectionRefusals) {
     EXPECT_EQ(V(keep, keep + 6), V(6, 7.0));
 }
 
-// Every band type and method of designs.txt through the front end against
-// scipy's design of the same order and edges: |H| of the coefficients within
-// 1e-9; the stored response on its axis i fs / 4096, in dB to its peak within
-// 1e-6 dB down to -120 dB, its phase (folded to +-pi/2) within 1e-7 rad mod pi.
-TEST(IirReference, DesignsMatchScipy) {
-    const auto cases = rzf::test::LoadIirBlocks("designs.txt");
-    ASSERT_EQ(cases.size(), 19u);
-    for (const auto& c : cases) {
-        const V& h = c.at("case")[0];  // method, band, fs, f1..f4, Ap, As, order
-        SCOPED_TRACE(::testing::Message()
-                     << "method " << h[0] << " band " << h[1] << " f " << h[3]);
-        FilterUser user;
-        ASSERT_TRUE(rzf::test::DesignRow(user, h));
-        ASSERT_EQ(user.m_nIIROrder, int(h[9]));
-        EXPECT_TRUE(user.GetIsStability());
-        const ClassicFilter* u = user.m_pFilter;
-        const double *num = user.m_pFilter->GetNumerator(), *den = user.m_pFilter->GetDenominator();
-        ASSERT_NE(u->m_pAmplitude, nullptr);
-        EXPECT_EQ(*std::max_element(u->m_pAmplitude, u->m_pAmplitude + 2048), 0.0);
-        for (const V& p : c.at("resp")) {
-            const int i = int(p[0]);
-            const double w = rzf::kPi * i / 2048.0, d = u->m_pPhase[i] - p[3];
-            std::complex<double> b = 0.0, a = 0.0;
-            for (int k = 0; k <= user.m_nIIROrder; ++k) {
-                b += num[k] * std::polar(1.0, -k * w);
-                a += den[k] * std::polar(1.0, -k * w);
-            }
-            EXPECT_NEAR(std::abs(b / a), p[1], 1e-9) << i;
-            EXPECT_DOUBLE_EQ(u->m_pFreqAxis[i], i * h[2] / 4096) << i;
-            if (p[2] > -120.0) {
-                EXPECT_NEAR(u->m_pAmplitude[i], p[2], 1e-6) << i;
-            }
-            if (p[2] > -60.0) {
-                EXPECT_NEAR(d, rzf::kPi * std::round(d / rzf::kPi), 1e-7) << i;
-            }
-        }
-    }
-}
-
-// Against the replay every coefficient and response value must agree bit for
-// bit, so a change in the order of operations or in where rounding happens
-// shows up even within the scipy tolerances. The replay calls glibc's libm;
-// another C library (MinGW under Wine) rounds tan/cos/log10 differently in the
-// last place, moving coefficients by up to 8.8e-16 relative, dB values by
-// 1.3e-10 and phases by 4.3e-12 rad: there the tolerances are a few times
-// those, the axis stays exact and the phase is compared modulo pi.
-TEST(IirReference, DesignsMatchTheDoublePrecisionReplay) {
-#if defined(__GLIBC__)
-    constexpr double kCoef = 0.0, kDb = 0.0, kPhase = 0.0;
-#else
-    constexpr double kCoef = 4e-15, kDb = 1e-8, kPhase = 1e-10;
-#endif
-    const auto cases = rzf::test::LoadIirBlocks("designs_exact.txt");
-    ASSERT_EQ(cases.size(), 22u);
+// Each design of tests/data/iir/<name> through the front end at the file's
+// order; check(block, filter, h) follows unless the design was refused.
+template <class Check>
+void ForEachDesign(const char* name, std::size_t count, Check check) {
+    const auto cases = rzf::test::LoadIirBlocks(name);
+    ASSERT_EQ(cases.size(), count);
     for (const auto& c : cases) {
         const V& h = c.at("case")[0];  // method, band, fs, f1..f4, Ap, As, order
         SCOPED_TRACE(::testing::Message()
@@ -293,28 +241,75 @@ TEST(IirReference, DesignsMatchTheDoublePrecisionReplay) {
         FilterUser user;
         rzf::test::DesignRow(user, h);
         ASSERT_EQ(user.m_nIIROrder, int(h[9]));
-        if (user.m_nIIROrder < 0) {
-            continue;
-        }
-        ClassicFilter* u = user.m_pFilter;
-        ASSERT_EQ(c.at("coef").size(), user.m_nIIROrder + 3u);
-        for (const V& row : c.at("coef")) {
-            const int k = int(row[0]);
-            EXPECT_LE(std::fabs(u->GetNumerator()[k] - row[1]), kCoef * std::fabs(row[1])) << k;
-            EXPECT_LE(std::fabs(u->GetDenominator()[k] - row[2]), kCoef * std::fabs(row[2])) << k;
-        }
-        for (const V& p : c.at("resp")) {
-            const int i = int(p[0]);
-            EXPECT_EQ(u->m_pFreqAxis[i], p[1]) << i;
-            if (p[2] > -120.0) {
-                EXPECT_LE(std::fabs(u->m_pAmplitude[i] - p[2]), kDb) << i;
-            }
-            const double d = u->m_pPhase[i] - p[3];
-            if (kPhase == 0.0) {
-                EXPECT_EQ(d, 0.0) << i;
-            } else if (p[2] > -60.0) {
-                EXPECT_NEAR(d, rzf::kPi * std::round(d / rzf::kPi), kPhase) << i;
-            }
+        if (user.m_nIIROrder >= 0) {
+            check(c, *user.m_pFilter, h);
         }
     }
+}
+
+// A phase difference's distance to the nearest multiple of pi.
+double OffPi(double d) {
+    return std::fabs(d - rzf::kPi * std::round(d / rzf::kPi));
+}
+
+// Every band type and method of designs.txt against scipy's design of the same
+// order and edges: |H| of the coefficients within 1e-9; the stored response on
+// its axis i fs / 4096, in dB to its peak within 1e-6 dB down to -120 dB, its
+// phase within 1e-7 rad mod pi down to -60 dB.
+TEST(IirReference, DesignsMatchScipy) {
+    ForEachDesign("designs.txt", 19, [](const rzf::test::Block& c, ClassicFilter& u, const V& h) {
+        EXPECT_TRUE(u.m_bStable);
+        ASSERT_NE(u.m_pAmplitude, nullptr);
+        EXPECT_EQ(*std::max_element(u.m_pAmplitude, u.m_pAmplitude + 2048), 0.0);
+        for (const V& p : c.at("resp")) {
+            const int i = int(p[0]);
+            const std::complex<double> t = rzf::test::Transfer(u.GetNumerator(), u.GetDenominator(),
+                                                               int(h[9]), rzf::kPi * i / 2048.0);
+            EXPECT_NEAR(std::abs(t), p[1], 1e-9) << i;
+            EXPECT_DOUBLE_EQ(u.m_pFreqAxis[i], i * h[2] / 4096) << i;
+            if (p[2] > -120.0) {
+                EXPECT_NEAR(u.m_pAmplitude[i], p[2], 1e-6) << i;
+            }
+            if (p[2] > -60.0) {
+                EXPECT_LE(OffPi(u.m_pPhase[i] - p[3]), 1e-7) << i;
+            }
+        }
+    });
+}
+
+// Against gen_exact.py's replay every coefficient and response value agrees
+// bit for bit, so a change in the order of operations or in where rounding
+// happens shows up even within the scipy tolerances. The replay calls glibc's
+// libm; another C library (MinGW under Wine) rounds tan/cos/log10 differently
+// in the last place, moving coefficients by up to 8.8e-16 relative, dB values
+// by 1.3e-10 and phases by 4.3e-12 rad: there the tolerances are a few times
+// those, the axis stays exact and the phase is compared modulo pi.
+TEST(IirReference, DesignsMatchTheDoublePrecisionReplay) {
+#if defined(__GLIBC__)
+    static constexpr double kCoef = 0.0, kDb = 0.0, kPhase = 0.0;
+#else
+    static constexpr double kCoef = 4e-15, kDb = 1e-8, kPhase = 1e-10;
+#endif
+    ForEachDesign(
+        "designs_exact.txt", 22, [](const rzf::test::Block& c, ClassicFilter& u, const V& h) {
+            ASSERT_EQ(c.at("coef").size(), std::size_t(h[9]) + 3);
+            for (const V& row : c.at("coef")) {
+                const int k = int(row[0]);
+                EXPECT_LE(std::fabs(u.GetNumerator()[k] - row[1]), kCoef * std::fabs(row[1])) << k;
+                EXPECT_LE(std::fabs(u.GetDenominator()[k] - row[2]), kCoef * std::fabs(row[2]))
+                    << k;
+            }
+            for (const V& p : c.at("resp")) {
+                const int i = int(p[0]);
+                EXPECT_EQ(u.m_pFreqAxis[i], p[1]) << i;
+                if (p[2] > -120.0) {
+                    EXPECT_LE(std::fabs(u.m_pAmplitude[i] - p[2]), kDb) << i;
+                }
+                if (kPhase == 0.0) {
+                    EXPECT_EQ(u.m_pPhase[i], p[3]) << i;
+                } else if (p[2] > -60.0) {
+                    EXPECT_LE(OffPi(u.m_pPhase[i] - p[3]), kPhase) << i;
+                }
+            }
+        });
 }
