@@ -1,10 +1,8 @@
 // One row per command line: the exit status (0 success, 1 refused by the
-// library, 2 usage, 3 input/output) and what the tool must ("out:" on stdout,
-// "err:" on stderr) or must not ("!out:", "!err:") say, and the files it must
-// write ("file:"). Every file of Inputs()
-// the line names is written first, as is in.csv ("1\n2\n"); "<name" feeds
-// standard input. On every row the messages are UTF-8 (the library's GBK
-// converted), and a failed run leaves no file behind: no output, no temporary.
+// library, 2 usage, 3 input/output), what the tool must ("out:", "err:") or
+// must not ("!out:") say and the files it writes ("file:"). The Inputs() the
+// line names and in.csv are written first; "<name" feeds standard input. The
+// messages are UTF-8 and a failed run leaves no file (output or temporary).
 
 #include <gtest/gtest.h>
 
@@ -24,14 +22,6 @@ struct Cli {
     const char* expect[11];
 };
 
-std::string Square(float peak) {
-    std::vector<float> s(4000);
-    for (size_t i = 0; i < s.size(); ++i) {
-        s[i] = (i / 100) % 2 == 0 ? peak : -peak;
-    }
-    return ToBytes(s);
-}
-
 const std::map<std::string, std::string>& Inputs() {
     static const std::map<std::string, std::string> inputs = {
         {"in.csv", "1\n2\n"},
@@ -46,7 +36,8 @@ const std::map<std::string, std::string>& Inputs() {
         {"noext", "1\n"},
         {"nan.csv", "1,2\nnan,3\n4,inf\n5,6\n"},
         {"seven.i16", ToBytes(std::vector<std::int16_t>{100, -200, 300, 4000, -5000, 600, 70})},
-        {"square.f32", Square(3.3e38f)},  // overshoots past the float range after a low-pass
+        {"square.f32",
+         ToBytes(Square(3.3e38f))},  // overshoots past the float range after a low-pass
         {"long.f32", ToBytes(TestSignal(2, 50000, 100.0))},  // 0.4 MB
     };
     return inputs;
@@ -55,7 +46,6 @@ const std::map<std::string, std::string>& Inputs() {
 // Whose single transfer function has a pole outside the unit circle.
 #define UNSTABLE " -b bandpass --fs 10000 --f1 90 --f2 100 --f3 110 --f4 120"
 #define LONG_RUN "integrate long.f32 out.f32 -c 2 --fs 100 --block 100"
-#define NOT_FINITE "err:channel 0 holds only finite samples", "err:nothing was written"
 
 const Cli kRows[] = {
     {"help", 0, "--help", "out:Exit codes:", "out:1  the library refused", "out:2  usage",
@@ -67,14 +57,10 @@ const Cli kRows[] = {
      "!out:--taps", "!out:--window", "!out:--ripple", "!out:-m,", "!out:butterworth"},
     {"help_filter", 0, "filter --help", "out:--out-format", "out:--progress",
      "out:f1 pass edge, f2 stop edge", "!out:kaiser", "!out:--transition", "!out:--db-range"},
-    {"help_decimate", 0, "decimate --help", "out:--keep-start", "out:only these are written",
-     "!out:--cutoff", "!out:--f1"},
-    {"help_bessel", 0, "bessel --help", "out:--cutoff", "out:pairs", "!out:--f1", "!out:-m,"},
     // Usage.
     {"unknown_option", 2, "design --bogus", "err:not expected: --bogus"},
     {"no_files_named", 2, "filter", "err:input is required"},
     {"method_of_design_only", 2, "filter in.csv out.csv -m kaiser", "err:--method: Check kaiser"},
-    {"unknown_band", 2, "design --no-files -b sideways", "err:--band: Check sideways"},
     {"option_of_other_command", 2, "kaiser --no-files -n 5", "err:not expected: 5 -n"},
     {"ratio_missing", 2, "decimate in.csv out.csv", "err:--ratio is required"},
     {"channel_missing", 2, "integrate two.csv out.csv --fs 10 -s 0,2",
@@ -106,9 +92,6 @@ const Cli kRows[] = {
      "err:sampling rate / 2.56"},
     {"edges_swapped", 1, "design -o out --png --f1 150 --f2 140",
      "err:阻带边界频率应大于通带边界频率！ (", "err:stop-band edge f2"},
-    {"band_edges", 1, "design -o out --png -b bandpass --f1 100 --f2 90 --f3 150 --f4 190",
-     "err:通带下边界频率应大于阻带下边界频率！ (", "err:lower pass-band edge f2"},
-    {"fs_zero", 1, "design -o out --png --fs 0", "err:输入值必须大于0！ (", "err:greater than 0"},
     // The default Butterworth low-pass (fs 512, 100/140 Hz, 0.3/40 dB) needs
     // 0.5 log10(x2 / x1) / log10(1 / k) + 0.9 = 12.8 with k = tan(100 pi / 512)
     // / tan(140 pi / 512): order 12, above the low-pass limit of 10.
@@ -128,8 +111,7 @@ const Cli kRows[] = {
     {"unstable_filter", 1, "filter in.csv out.csv" UNSTABLE,
      "err:specification refused: The transfer function B(z)/A(z) is unstable", "err:--sections"},
     {"overflow_filter", 1, "filter square.f32 out.f32 -c 1 -m cheby1 --fs 1000 --f1 100 --f2 150",
-     NOT_FINITE},
-    {"overflow_integral", 1, "integrate square.f32 out.f32 -c 1 --fs 1", NOT_FINITE},
+     "err:channel 0 holds only finite samples", "err:nothing was written"},
     // Success, with what the user should know.
     {"default_run", 0, "-o out", "out:阶数太大，滤波器不稳定，返回 (",
      "out:Design: chebyshev1 lowpass, fs 512 Hz", "out:Result: accepted, stable", "out:signal.png",

@@ -1,6 +1,5 @@
-// The response plot read back from its SVG: panels, curves, mask and markers
-// where the specification and the design put them. Vector output keeps
-// coordinates in 1/256 pixel steps, so positions are compared within 0.01.
+// The response plot read back from its SVG (coordinates in 1/256 pixel steps,
+// so positions are compared within 0.01).
 
 #include <gtest/gtest.h>
 
@@ -149,12 +148,11 @@ TEST(PlotTool, AmplitudePanelShowsTheRequestedMask) {
         const std::string png = ReadFile(dir + "/response.png");
         ASSERT_GT(png.size(), 24u);
         EXPECT_EQ(png.substr(0, 16), std::string("\x89PNG\r\n\x1a\n\0\0\0\x0dIHDR", 16));
-        auto be32 = [&](size_t i) {
-            unsigned v = 0;
-            for (size_t k = i; k < i + 4; ++k) {
-                v = v << 8 | static_cast<unsigned char>(png[k]);
-            }
-            return v;
+        const auto be32 = [&](size_t i) {  // big-endian
+            return static_cast<unsigned>(static_cast<unsigned char>(png[i]) << 24 |
+                                         static_cast<unsigned char>(png[i + 1]) << 16 |
+                                         static_cast<unsigned char>(png[i + 2]) << 8 |
+                                         static_cast<unsigned char>(png[i + 3]));
         };
         EXPECT_EQ(be32(16), 1000u);
         EXPECT_EQ(be32(20), std::strtoul(svg.c_str() + svg.find("height=\"") + 8, nullptr, 10));
@@ -185,11 +183,8 @@ TEST(PlotTool, GroupDelayOfALinearPhaseFir) {
 // (0.3 Hz / 10 -> 0.01 Hz), and ends at 180 Hz.
 TEST(PlotTool, LogFrequencyAxis) {
     const std::string dir = FreshDir("plot_log");
-    ASSERT_EQ(RunTool("design -m cheby2 -b highpass --fs 360 --f1 0.3 --f2 0.5 --ripple 1 "
-                      "--atten 30 --log-freq -o .",
-                      dir)
-                  .exitCode,
-              0);
+    const std::string args = "-b highpass --fs 360 --f1 0.3 --f2 0.5 --atten 30 --log-freq";
+    ASSERT_EQ(RunTool("design -m cheby2 --ripple 1 -o . " + args, dir).exitCode, 0);
     const Plot p(ReadFile(dir + "/response.svg"));
     ASSERT_FALSE(p.frames.empty());
     const Box a = p.frames[0];

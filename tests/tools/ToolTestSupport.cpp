@@ -132,4 +132,12 @@ std::vector<float> TestSignal(int channels, int frames, double amplitude) {
     return s;
 }
 
+std::vector<float> Square(float peak) {
+    std::vector<float> s(4000);
+    for (size_t i = 0; i < s.size(); ++i) {
+        s[i] = (i / 100) % 2 == 0 ? peak : -peak;
+    }
+    return s;
+}
+
 }  // namespace tooltest

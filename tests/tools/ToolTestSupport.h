@@ -41,5 +41,7 @@ std::string ToBytes(const std::vector<T>& v) {
 }
 // Deterministic interleaved test signal: a few tones plus a pseudo-random part.
 std::vector<float> TestSignal(int channels, int frames, double amplitude);
+// 4000 samples of +-peak, the sign changing every 100.
+std::vector<float> Square(float peak);
 
 }  // namespace tooltest
